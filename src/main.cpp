@@ -1,1 +1,117 @@
-int main() { return 0; }
+// The composition root of the agent: builds the adapters, the controllers and their links, in
+// that order, then launches on the main loop.
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "agent/AppDelegate.h"
+#include "agent/Globals.h"
+#include "decision/DecisionContext.h"
+#include "link/BridgeClassHalvex.h"
+#include "link/HXNotifyController.h"
+#include "link/StartSocket.h"
+#include "link/managesocketagent.h"
+#include "platform/linux/DbusNotificationCenter.h"
+#include "platform/linux/LinuxFileSystem.h"
+#include "platform/linux/LinuxProcessControl.h"
+#include "platform/linux/LinuxProcessInfo.h"
+#include "platform/linux/LinuxRunningApplications.h"
+#include "platform/linux/LinuxSignalWatcher.h"
+#include "platform/linux/LinuxStandardStreams.h"
+#include "platform/linux/LinuxUnixDatagramSockets.h"
+#include "runtime/AgentLoop.h"
+#include "runtime/Paths.h"
+#include "ui/console/ConsoleDialogs.h"
+
+using namespace halvex;
+
+namespace {
+
+void usage(std::FILE* out) {
+  std::fputs(
+      "usage: halvex [--headless]\n"
+      "  --headless   run with the console presenter (the default where there is no display)\n"
+      "Environment: HALVEX_ROOT re-roots every system path; HOME and XDG_CONFIG_HOME /\n"
+      "XDG_STATE_HOME place the per-user files; HALVEX_RESOURCES names the resources folder.\n"
+      "Signals: SIGTERM or SIGINT quit and leave the filter running; SIGUSR1 quits and stops it.\n",
+      out);
+}
+
+std::string findResources() {
+  if (const char* env = std::getenv("HALVEX_RESOURCES"); env && *env) return env;
+  std::error_code ec;
+  if (std::filesystem::is_directory(HALVEX_DATADIR, ec)) return HALVEX_DATADIR;
+  return HALVEX_SOURCE_RESOURCES;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
+      usage(stdout);
+      return 0;
+    }
+    if (!std::strcmp(argv[i], "--version")) {
+      std::printf("halvex %s\n", HALVEX_VERSION);
+      return 0;
+    }
+    if (std::strcmp(argv[i], "--headless") != 0) {
+      std::fprintf(stderr, "halvex: unknown option %s\n", argv[i]);
+      usage(stderr);
+      return 2;
+    }
+  }
+
+  AgentLoop loop;
+  AppDelegate* delegate = nullptr;
+  // First, before any thread exists, so that every thread inherits the blocked quit signals.
+  LinuxSignalWatcher signals(
+      loop, [&] { if (delegate) delegate->terminate(); },
+      [&] { if (delegate) delegate->alternateQuitHalvexAgent(); });
+
+  LinuxProcessControl processControl;
+  LineLogger logger("halvex", static_cast<int>(::getpid()));
+  const Paths paths(PathEnvironment::fromLookup(
+      [](const char* name) -> std::optional<std::string> {
+        const char* v = std::getenv(name);
+        return v ? std::optional<std::string>(v) : std::nullopt;
+      },
+      findResources()));
+
+  Globals globals(loop);
+  LinuxFileSystem fileSystem;
+  LinuxProcessInfo processInfo;
+  LinuxUnixDatagramSockets sockets;
+  LinuxStandardStreams streams;
+  LinuxRunningApplications runningApplications("halvex", paths.environment().root);
+  DbusNotificationCenter distributedCenter(loop, logger);
+  ConsoleDialogs dialogs(loop, logger);
+
+  auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger,
+                                                     paths.agentSocket(), paths.daemonSocket());
+  BridgeClassHalvex bridge(globals.synchronizedNotification, processControl);
+  DecisionContext decisionContext{globals, *channel, processControl};
+  HXNotifyController notifyController(decisionContext, static_cast<std::int32_t>(::getuid()));
+  StartSocket startSocket(channel, globals.recvDaemonQueue);
+  channel->myBridgeClassHalvex = &bridge;
+  bridge.myHXNotifyController = &notifyController;
+  bridge.notifycontroller = &notifyController;
+
+  AppDelegate appDelegate(AppDelegate::Links{globals, paths, logger, distributedCenter, streams, runningApplications,
+                                             dialogs, fileSystem, [&] { startSocket.start(); },
+                                             [&](int code) { loop.quit(code); }});
+  delegate = &appDelegate;
+
+  loop.post([&] { appDelegate.applicationDidFinishLaunching(); });
+  const int code = loop.run();
+  // The reader thread stays blocked in its receive for the life of the process: end here,
+  // without unwinding the objects it uses.
+  processControl.exitProcess(code);
+}

@@ -1,1 +1,203 @@
-int main() { return 0; }
+// The stand-in daemon: the daemon's side of the request channel and of the notifications, for
+// tests and demos where no real daemon is installed. It is a test peer, not a part of the agent.
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/DbusNotificationCenter.h"
+#include "runtime/AgentLoop.h"
+#include "runtime/Paths.h"
+#include "standin/DaemonPeer.h"
+
+using namespace halvex;
+using namespace halvex::standin;
+
+namespace {
+
+struct Options {
+  std::string root;
+  std::vector<std::string> lines;
+  std::size_t generate = 0;
+  double rate = 0;
+  std::size_t window = 8;
+  int pid = 0;
+  double waitAgent = 10;
+  double listen = 0;
+  double timeout = 5;
+  bool demo = false;
+  bool quiet = false;
+};
+
+void usage() {
+  std::puts(
+      "usage: halvex-standin-daemon [options]\n"
+      "  --root DIR        system root (default: $HALVEX_ROOT, else /)\n"
+      "  --send LINE       send one request line (repeatable)\n"
+      "  --lines FILE      send each line of FILE ('{pid}' is replaced by --pid)\n"
+      "  --generate N      send N requests for --pid\n"
+      "  --rate R          requests per second for --generate (default: as fast as the window allows)\n"
+      "  --window W        requests outstanding at most (default 8)\n"
+      "  --pid PID         pid named in requests (default: this process)\n"
+      "  --wait-agent S    seconds to wait for the agent's socket (default 10)\n"
+      "  --listen S        seconds to keep listening for notifications after the requests\n"
+      "  --timeout S       seconds to wait for a reply (default 5)\n"
+      "  --demo            run the demonstration scenario\n"
+      "  --quiet           print only the summary\n"
+      "Prints: 'notification NAME OBJECT', 'sent LINE', 'reply LINE', then a summary line.");
+}
+
+bool parse(int argc, char** argv, Options& o) {
+  if (const char* root = std::getenv("HALVEX_ROOT")) o.root = root;
+  o.pid = static_cast<int>(::getpid());
+  for (int i = 1; i < argc; ++i) {
+    const std::string a = argv[i];
+    auto value = [&]() -> const char* {
+      if (i + 1 >= argc) {
+        std::fprintf(stderr, "halvex-standin-daemon: %s needs a value\n", a.c_str());
+        std::exit(2);
+      }
+      return argv[++i];
+    };
+    if (a == "--root") o.root = value();
+    else if (a == "--send") o.lines.emplace_back(value());
+    else if (a == "--lines") {
+      std::ifstream in(value());
+      if (!in) {
+        std::fprintf(stderr, "halvex-standin-daemon: cannot read %s\n", argv[i]);
+        return false;
+      }
+      for (std::string line; std::getline(in, line);)
+        if (!line.empty() && line[0] != '#') o.lines.push_back(line);
+    } else if (a == "--generate") o.generate = std::strtoul(value(), nullptr, 10);
+    else if (a == "--rate") o.rate = std::strtod(value(), nullptr);
+    else if (a == "--window") o.window = std::strtoul(value(), nullptr, 10);
+    else if (a == "--pid") o.pid = std::atoi(value());
+    else if (a == "--wait-agent") o.waitAgent = std::strtod(value(), nullptr);
+    else if (a == "--listen") o.listen = std::strtod(value(), nullptr);
+    else if (a == "--timeout") o.timeout = std::strtod(value(), nullptr);
+    else if (a == "--demo") o.demo = true;
+    else if (a == "--quiet") o.quiet = true;
+    else if (a == "--help" || a == "-h") {
+      usage();
+      std::exit(0);
+    } else {
+      std::fprintf(stderr, "halvex-standin-daemon: unknown option %s\n", a.c_str());
+      usage();
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string replacePid(std::string line, int pid) {
+  const std::string key = "{pid}";
+  for (auto at = line.find(key); at != std::string::npos; at = line.find(key))
+    line.replace(at, key.size(), std::to_string(pid));
+  return line;
+}
+
+std::string generatedLine(std::size_t n, int pid) {
+  // Documentation-range addresses: the text is only matched, never connected to.
+  return std::to_string(100000 + n) + " 192.0.2." + std::to_string(1 + n % 250) + " " +
+         std::to_string(1024 + n % 60000) + " " + std::to_string(pid) + " TCP 4 0";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o;
+  if (!parse(argc, argv, o)) return 2;
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+
+  PathEnvironment env;
+  env.root = o.root == "/" ? "" : o.root;
+  const Paths paths(env);
+  LineLogger logger("halvex-standin", static_cast<int>(::getpid()), stderr, stdout);
+
+  // Notifications arrive on a loop of their own, printed as they come.
+  AgentLoop loop;
+  std::thread loopThread([&] { loop.run(); });
+  std::atomic<bool> agentStarted{false};
+  int exitCode = 0;
+  {
+    DbusNotificationCenter center(loop, logger);
+    std::mutex printMutex;
+    auto show = [&](const DistributedNotification& n) {
+      std::lock_guard lock(printMutex);
+      std::printf("notification %s %s%s\n", n.name.c_str(), n.object.c_str(),
+                  n.userInfo ? (" userInfo(" + std::to_string(n.userInfo->size()) + " keys)").c_str() : "");
+      if (n.name == "startAgent") agentStarted = true;
+    };
+    for (const char* name : {"startKext", "startAgent", "stopKext"}) center.addObserver(name, "", show);
+
+    try {
+      DaemonPeer peer(paths.daemonSocket(), paths.agentSocket());
+      std::vector<std::string> lines;
+      for (const auto& l : o.lines) lines.push_back(replacePid(l, o.pid));
+      for (std::size_t n = 0; n < o.generate; ++n) lines.push_back(generatedLine(n, o.pid));
+      if (o.demo) {
+        const int sleeper = o.pid;
+        lines = {"1 192.0.2.10 443 " + std::to_string(sleeper) + " TCP 4 0",
+                 "2 198.51.100.7 53 " + std::to_string(sleeper) + " UDP 4 0",
+                 "3 2001:db8::1 443 " + std::to_string(sleeper) + " TCP 6 0",
+                 "4 192.0.2.11 80 999999 TCP 4 0"};
+      }
+
+      if (!lines.empty()) {
+        const auto wait = std::chrono::milliseconds(static_cast<long>(o.waitAgent * 1000));
+        if (!waitForFile(paths.agentSocket(), wait)) {
+          std::fprintf(stderr, "halvex-standin-daemon: no agent socket at %s\n", paths.agentSocket().c_str());
+          exitCode = 1;
+        }
+        // Give a starting agent the moment between binding its socket and announcing itself.
+        const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+        while (!agentStarted && center.connected() && std::chrono::steady_clock::now() < until)
+          std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+
+      std::size_t replied = 0;
+      if (exitCode == 0 && !lines.empty()) {
+        const auto timeout = std::chrono::milliseconds(static_cast<long>(o.timeout * 1000));
+        if (o.rate > 0) {
+          // Paced: one request at a time on the clock.
+          const auto gap = std::chrono::duration<double>(1.0 / o.rate);
+          auto due = std::chrono::steady_clock::now();
+          for (const auto& line : lines) {
+            std::this_thread::sleep_until(due);
+            due += std::chrono::duration_cast<std::chrono::steady_clock::duration>(gap);
+            auto result = peer.exchange({line}, 1, timeout);
+            if (!o.quiet) std::printf("sent %s\n", line.c_str());
+            if (result[0].reply) {
+              ++replied;
+              if (!o.quiet) std::printf("reply %s\n", result[0].reply->c_str());
+            }
+          }
+        } else {
+          if (!o.quiet)
+            for (const auto& line : lines) std::printf("sent %s\n", line.c_str());
+          auto results = peer.exchange(lines, o.window, timeout, [&](const Exchange& e) {
+            if (!o.quiet) std::printf("reply %s\n", e.reply->c_str());
+          });
+          for (const auto& r : results) replied += r.reply ? 1 : 0;
+        }
+        std::printf("summary sent=%zu replied=%zu\n", lines.size(), replied);
+      }
+      if (o.listen > 0) std::this_thread::sleep_for(std::chrono::duration<double>(o.listen));
+    } catch (const std::exception& e) {
+      std::fprintf(stderr, "halvex-standin-daemon: %s\n", e.what());
+      exitCode = 1;
+    }
+  }
+  loop.quit();
+  loopThread.join();
+  return exitCode;
+}

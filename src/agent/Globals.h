@@ -1,0 +1,59 @@
+#pragma once
+// The program-wide state: one object made by the composition root and handed to the controllers
+// by reference. Members carry the names the rest of the system knows them by. Flags that one
+// thread writes while another reads are atomics; the request-side lists are guarded by the queue
+// discipline (at most one request open, the synchronised queue held meanwhile).
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/ConcurrentQueue.h"
+#include "runtime/MainLoop.h"
+#include "runtime/NotificationCenter.h"
+#include "runtime/SerialQueue.h"
+
+namespace halvex {
+
+class HXApplication;
+class HXNotifyWindowController;
+
+struct Globals {
+  explicit Globals(MainLoop& loop) : mainLoop(loop) {}
+
+  MainLoop& mainLoop;
+  NotificationCenter notificationCenter;
+
+  // Saved settings carried in a configuration, at their values before anything is loaded.
+  std::atomic<bool> isLocked{false};
+  std::atomic<bool> enableNotifications{false};
+  std::atomic<bool> activateLogging{false};
+  std::atomic<bool> loggaSuFile{false};
+  std::atomic<bool> automaticXPC{true};
+  // Not saved.
+  std::atomic<bool> firewallSwitchedOn{true};
+  std::atomic<bool> debugFlag{false};
+  std::atomic<bool> notificationOnScreen{false};
+
+  std::string version = HALVEX_VERSION;
+
+  // The request side: tag counter and the controllers of open requests.
+  std::uint32_t requestCounter = 1;
+  std::map<std::string, std::shared_ptr<HXNotifyWindowController>> notifyControllers;
+
+  // The process-wide mirror of the apps library, written on the synchronised queue.
+  std::vector<std::shared_ptr<HXApplication>> globalAppsArray;
+
+  // Queues. Worker threads start with them and end when the globals go.
+  SerialQueue synchronizedNotification{"SynchronizedNotification"};
+  ConcurrentQueue recvDaemonQueue{"recvDaemonQueue"};
+  SerialQueue recvKextCon{"recvKextCon"};
+  ConcurrentQueue mostraQueue{"mostraQueue"};
+  ConcurrentQueue findFlag{"findFlag"};
+  ConcurrentQueue globalBackground{"global"};
+};
+
+}  // namespace halvex

@@ -1,0 +1,48 @@
+#pragma once
+// The controller of one open request: holds its ten parameters, decides it (by the rules or, with
+// alerts off, by passing and learning the app) and finishes it by resuming the synchronised queue.
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "decision/DecisionContext.h"
+
+namespace halvex {
+
+class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWindowController> {
+ public:
+  explicit HXNotifyWindowController(DecisionContext& context);
+
+  // Stores the parameters in this order, then starts the decision.
+  void setNotifyParameters(std::string processPid, std::string processName, std::string processUID,
+                           std::string processIP, std::string processPort, std::string processUDPorTCP,
+                           std::string processIPversion, std::string originalRequestString, std::string tagNotify,
+                           std::string responsibleApp);
+  // Finishes the request: its controller leaves notifyControllers and the queue runs on.
+  void resumeQueue(const std::string& tag);
+  // Sends `suffix` after the line as received.
+  void reply(std::string_view suffix);
+
+  std::string parameterProcessPid;
+  std::string parameterProcessName;
+  std::string parameterProcessUID;
+  std::string parameterProcessIP;
+  std::string parameterProcessPort;
+  std::string parameterProcessUDPorTCP;
+  std::string parameterProcessIPversion;
+  std::string parameterOriginalRequestString;
+  std::string parameterTagString;
+  std::string parameterResponsibleApp;
+
+  // True until the request is answered without showing anything.
+  std::atomic<bool> mostro{true};
+
+ private:
+  void applyResponsibleApp();
+  void passAndLearn();
+
+  DecisionContext& context_;
+};
+
+}  // namespace halvex
