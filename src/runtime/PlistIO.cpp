@@ -138,6 +138,14 @@ bool fromNode(plist_t node, Value& out, int depth, std::string& error) {
         }
       }
       std::free(it);
+      // The XML form has no UID type: a keyed archive's references are written as a dictionary
+      // whose only key is "CF$UID", and read back as UIDs.
+      if (dict.size() == 1 && dict.keys()[0] == "CF$UID") {
+        if (auto n = dict.valueAt(0).asInteger(); n && *n >= 0) {
+          out = Value(Uid{static_cast<std::uint64_t>(*n)});
+          return true;
+        }
+      }
       out = Value(std::move(dict));
       return true;
     }

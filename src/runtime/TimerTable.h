@@ -21,6 +21,7 @@ class TimerTable {
   // returned task is a copy, so a timer that cancels itself while running is safe.
   std::optional<MainLoop::Task> takeDue(TimePoint now);
   bool empty() const { return timers_.empty(); }
+  std::size_t size() const { return timers_.size(); }
 
  private:
   struct Timer {

@@ -95,9 +95,19 @@ bool ManualLoop::waitAndRun(std::chrono::milliseconds timeout) {
   return true;
 }
 
+bool ManualLoop::waitForPosted(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(mutex_);
+  return posted_.wait_for(lock, timeout, [this] { return !tasks_.empty(); });
+}
+
+std::size_t ManualLoop::pendingCount() const {
+  std::lock_guard lock(mutex_);
+  return tasks_.size();
+}
+
 std::size_t ManualLoop::timerCount() const {
   std::lock_guard lock(mutex_);
-  return timers_.empty() ? 0 : 1;
+  return timers_.size();
 }
 
 }  // namespace halvex::test

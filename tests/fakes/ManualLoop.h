@@ -32,6 +32,9 @@ class ManualLoop final : public MainLoop {
   // Waits (in real time, up to `timeout`) for a task to be posted from another thread, then runs
   // everything pending. Returns false if nothing came.
   bool waitAndRun(std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
+  // Waits until a task is pending, without running it.
+  bool waitForPosted(std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
+  std::size_t pendingCount() const;
   std::size_t timerCount() const;
 
  private:

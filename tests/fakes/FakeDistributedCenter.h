@@ -1,0 +1,59 @@
+#pragma once
+// The distributed centre within one process: posts are recorded and delivered to observers on
+// the given main loop, as the real centre does.
+
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include "platform/DistributedNotificationCenter.h"
+#include "runtime/MainLoop.h"
+
+namespace halvex::test {
+
+class FakeDistributedCenter final : public DistributedNotificationCenter {
+ public:
+  explicit FakeDistributedCenter(MainLoop& loop) : loop_(loop) {}
+
+  void postNotificationName(const std::string& name, const std::string& object,
+                            const std::optional<plist::Dictionary>& userInfo) override {
+    DistributedNotification n{name, object, userInfo};
+    std::vector<Handler> targets;
+    {
+      std::lock_guard lock(mutex_);
+      posted_.push_back(n);
+      for (const auto& [token, o] : observers_)
+        if (o.first.first == name && (o.first.second.empty() || o.first.second == object)) targets.push_back(o.second);
+    }
+    for (auto& handler : targets) loop_.post([handler, n] { handler(n); });
+  }
+  Token addObserver(const std::string& name, const std::string& object, Handler handler) override {
+    std::lock_guard lock(mutex_);
+    observers_[next_] = {{name, object}, std::move(handler)};
+    return next_++;
+  }
+  void removeObserver(Token token) override {
+    std::lock_guard lock(mutex_);
+    observers_.erase(token);
+  }
+
+  std::vector<DistributedNotification> posted() const {
+    std::lock_guard lock(mutex_);
+    return posted_;
+  }
+  std::vector<std::string> postedNames() const {
+    std::lock_guard lock(mutex_);
+    std::vector<std::string> names;
+    for (const auto& n : posted_) names.push_back(n.name);
+    return names;
+  }
+
+ private:
+  MainLoop& loop_;
+  mutable std::mutex mutex_;
+  std::vector<DistributedNotification> posted_;
+  std::map<Token, std::pair<std::pair<std::string, std::string>, Handler>> observers_;
+  Token next_ = 1;
+};
+
+}  // namespace halvex::test

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include "link/ChannelWorld.h"
+
+using namespace halvex;
+using namespace halvex::test;
+
+TEST(Channel, OpensInOrderWithTheAgreedBuffersAndMode) {
+  ChannelWorld world;
+  world.startReader();
+  for (int i = 0; i < 500 && !world.channel.isOpen(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  ASSERT_TRUE(world.channel.isOpen());
+  world.sockets.deliverEnd();
+  world.reader.join();
+  EXPECT_EQ(world.sockets.calls,
+            (std::vector<std::string>{"socket", "sndbuf 65535", "rcvbuf 65535", std::string("unlink ") + kAgentPath,
+                                      std::string("bind ") + kAgentPath, std::string("chmod ") + kAgentPath}));
+  EXPECT_EQ(world.sockets.modeSet, 0777u);
+}
+
+TEST(Channel, SocketOrBindFailureEndsTheProcessWithStatusOne) {
+  {
+    ChannelWorld world;
+    world.sockets.failSocket = true;
+    try {
+      world.channel.openandreadsocketagent();
+      FAIL() << "no exit";
+    } catch (const ProcessExited& e) {
+      EXPECT_EQ(e.status, 1);
+    }
+    EXPECT_EQ(world.printed(), "socket");
+  }
+  {
+    ChannelWorld world;
+    world.sockets.failBind = true;
+    EXPECT_THROW(world.channel.openandreadsocketagent(), ProcessExited);
+    EXPECT_FALSE(world.channel.isOpen());
+  }
+}
+
+TEST(Channel, BufferSizeFailuresAreReportedAndTheStartGoesOn) {
+  ChannelWorld world;
+  world.sockets.failSendBuffer = true;
+  world.sockets.failReceiveBuffer = true;
+  world.sockets.deliverEnd();
+  world.channel.openandreadsocketagent();
+  EXPECT_EQ(world.printed(), "Error setsockoptError setsockopt");
+  EXPECT_EQ(world.sockets.calls.back(), std::string("chmod ") + kAgentPath);
+}
+
+TEST(Channel, DatagramTextEndsAtTheFirstNulOrAfterAllOfItsBytes) {
+  ChannelWorld world;
+  world.processes.add(300, "/usr/bin/curl", 501);
+  // All 128 bytes used: the line is 128 characters long, a malformed request, dropped.
+  world.sockets.deliver(std::string(128, 'x'));
+  // A shorter datagram overwrites only the start of the buffer: the buffer is not cleared, so a
+  // datagram without a NUL reads on into what an earlier one left.
+  const std::string line = requestLine("7", 300);
+  world.sockets.deliver(line + std::string(1, '\0'));
+  world.sockets.deliver(std::string("8"));
+  world.sockets.deliverEnd();
+  world.channel.openandreadsocketagent();
+  world.settle(2);
+  const auto sent = world.sockets.sentLines();
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0], line + " 0 # #");
+  EXPECT_EQ(sent[1], "8" + line.substr(1) + " 0 # #");
+}
+
+TEST(Channel, AnEmptyDatagramEndsTheReaderForGood) {
+  ChannelWorld world;
+  world.processes.add(300, "/usr/bin/curl", 501);
+  world.sockets.deliver(std::string());
+  world.sockets.deliver(datagram(requestLine("1", 300)));
+  world.channel.openandreadsocketagent();  // returns: a receive of 0 ends it
+  world.settle(0);
+  EXPECT_TRUE(world.sockets.sentLines().empty());
+}
+
+TEST(Channel, RepliesAreAlways128BytesAndErrorsArePrintedNotRetried) {
+  ChannelWorld world;
+  world.channel.sendsocketagent("a reply");
+  world.channel.sendsocketagent(std::string(127, 'r'));
+  EXPECT_EQ(world.sockets.sentSizes(), (std::vector<std::size_t>{128, 128}));
+  EXPECT_EQ(world.sockets.sentLines()[1].size(), 127u);
+
+  world.sockets.sendError = FakeSockets::kNoBufferSpace;
+  world.channel.sendsocketagent("lost");
+  world.sockets.sendError = 111;
+  world.channel.sendsocketagent("lost too");
+  EXPECT_EQ(world.printed(), "errore,105esploso demone o chiuso ?: 111\n");
+  EXPECT_EQ(world.sockets.sentLines().size(), 2u);
+}
+
+TEST(Channel, AReplyThatCannotFitIsAProgrammingErrorNotATruncation) {
+  ChannelWorld world;
+  EXPECT_THROW(world.channel.sendsocketagent(std::string(128, 'r')), ProcessAborted);
+  EXPECT_TRUE(world.sockets.sentLines().empty());
+}
+
+TEST(Channel, ProcessLookUpsAnswerWithTheirSentinels) {
+  ChannelWorld world;
+  world.processes.add(42, "/usr/bin/ssh", 0);
+  EXPECT_EQ(world.channel.infoprocess(42), "/usr/bin/ssh");
+  EXPECT_EQ(world.channel.infoRootProcess(42), 0);
+  EXPECT_EQ(world.channel.infoprocess(43), "error");
+  EXPECT_EQ(world.channel.infoRootProcess(43), -1);
+}

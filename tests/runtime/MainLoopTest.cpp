@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "fakes/ManualLoop.h"
+#include "runtime/AgentLoop.h"
+
+using namespace halvex;
+using namespace std::chrono_literals;
+
+TEST(AgentLoop, RunsPostsAndTimersOnItsThreadUntilQuit) {
+  AgentLoop loop;
+  std::vector<std::string> events;
+  std::thread::id loopThread;
+  loop.post([&] { loopThread = std::this_thread::get_id(); });
+  loop.scheduleTimer(20ms, false, [&] { events.push_back("late"); });
+  loop.scheduleTimer(1ms, false, [&] { events.push_back("early"); });
+  int repeats = 0;
+  MainLoop::TimerId repeating = 0;
+  repeating = loop.scheduleTimer(2ms, true, [&] {
+    if (++repeats == 3) loop.cancelTimer(repeating);
+  });
+  loop.scheduleTimer(60ms, false, [&] { loop.quit(7); });
+
+  std::thread other([&] {
+    std::this_thread::sleep_for(5ms);
+    loop.postAndWait([&] { events.push_back(loop.isLoopThread() ? "waited on loop" : "wrong thread"); });
+  });
+  EXPECT_EQ(loop.run(), 7);
+  other.join();
+
+  EXPECT_EQ(loopThread, std::this_thread::get_id());
+  EXPECT_EQ(repeats, 3);
+  ASSERT_EQ(events.size(), 3u);
+  const auto at = [&](const char* e) { return std::find(events.begin(), events.end(), e) - events.begin(); };
+  EXPECT_LT(at("early"), at("late"));
+  EXPECT_LT(at("waited on loop"), 3);
+}
+
+TEST(AgentLoop, PostAndWaitOnTheLoopThreadRunsAtOnce) {
+  AgentLoop loop;
+  bool inner = false;
+  loop.post([&] {
+    loop.postAndWait([&] { inner = true; });
+    EXPECT_TRUE(inner);
+    loop.quit();
+  });
+  loop.run();
+  EXPECT_TRUE(inner);
+}
+
+TEST(ManualLoop, VirtualTimeFiresTimersInOrderOnlyWhenAdvanced) {
+  test::ManualLoop loop;
+  std::vector<std::string> fired;
+  const auto start = loop.now();
+  loop.scheduleTimer(60s, false, [&] { fired.push_back("expiry"); });
+  loop.scheduleTimer(61s, false, [&] { fired.push_back("later"); });
+  int ticks = 0;
+  loop.scheduleTimer(20s, true, [&] { ++ticks; });
+  const auto cancelled = loop.scheduleTimer(10s, false, [&] { fired.push_back("cancelled"); });
+  loop.cancelTimer(cancelled);
+
+  loop.advance(59s);
+  EXPECT_TRUE(fired.empty());
+  EXPECT_EQ(ticks, 2);
+  loop.advance(1s);
+  EXPECT_EQ(fired, std::vector<std::string>{"expiry"});
+  EXPECT_EQ(ticks, 3);
+  EXPECT_EQ(loop.now() - start, 60s);
+  loop.advance(1s);
+  EXPECT_EQ(fired, (std::vector<std::string>{"expiry", "later"}));
+}

@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "runtime/Paths.h"
+
+using namespace halvex;
+
+namespace {
+
+Paths pathsFor(std::map<std::string, std::string> vars) {
+  return Paths(PathEnvironment::fromLookup(
+      [vars](const char* name) -> std::optional<std::string> {
+        auto it = vars.find(name);
+        return it == vars.end() ? std::nullopt : std::optional<std::string>(it->second);
+      },
+      "/opt/res"));
+}
+
+}  // namespace
+
+TEST(Paths, TheRootReRootsEverySystemPathAndOnlyThose) {
+  const Paths rooted = pathsFor({{"HALVEX_ROOT", "/tmp/r/"}, {"HOME", "/home/u"}});
+  EXPECT_EQ(rooted.agentSocket(), "/tmp/r/var/run/halvex/agent/.it.dovik.halvex.agents");
+  EXPECT_EQ(rooted.daemonSocket(), "/tmp/r/var/run/halvex/.it.dovik.halvex.agentc");
+  EXPECT_EQ(rooted.confPath(), "/tmp/r/etc/halvex.conf");
+  EXPECT_EQ(rooted.agentLogFile(), "/home/u/.local/state/halvex/halvex.log");
+  EXPECT_EQ(rooted.defaultsFile(), "/home/u/.config/halvex/defaults.plist");
+  EXPECT_EQ(rooted.resource("preset0", "plist"), "/opt/res/preset0.plist");
+
+  const Paths real = pathsFor({{"HALVEX_ROOT", "/"}, {"HOME", "/home/u"}, {"XDG_STATE_HOME", "/s"},
+                               {"XDG_CONFIG_HOME", "/c"}});
+  EXPECT_EQ(real.confPath(), "/etc/halvex.conf");
+  EXPECT_EQ(real.agentLogFile(), "/s/halvex/halvex.log");
+  EXPECT_EQ(real.defaultsFile(), "/c/halvex/defaults.plist");
+}
+
+TEST(Paths, WithoutAHomeTheLogStillHasAPlace) {
+  const Paths homeless = pathsFor({});
+  EXPECT_EQ(homeless.agentLogFile(), "/var/log/halvex.log");
+}

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "runtime/ConcurrentQueue.h"
+#include "runtime/SerialQueue.h"
+
+using namespace halvex;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Records events from several threads.
+struct Journal {
+  std::mutex mutex;
+  std::vector<std::string> events;
+  void add(std::string e) {
+    std::lock_guard lock(mutex);
+    events.push_back(std::move(e));
+  }
+  std::vector<std::string> get() {
+    std::lock_guard lock(mutex);
+    return events;
+  }
+};
+
+}  // namespace
+
+TEST(SerialQueue, RunsBlocksOneAtATimeInSubmissionOrder) {
+  SerialQueue queue("test");
+  std::atomic<int> running{0};
+  std::atomic<bool> overlapped{false};
+  Journal journal;
+  for (int i = 0; i < 50; ++i) {
+    queue.async([&, i] {
+      if (running.fetch_add(1) != 0) overlapped = true;
+      std::this_thread::yield();
+      journal.add(std::to_string(i));
+      running.fetch_sub(1);
+    });
+  }
+  queue.sync([] {});
+  EXPECT_FALSE(overlapped);
+  auto events = journal.get();
+  ASSERT_EQ(events.size(), 50u);
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(events[static_cast<std::size_t>(i)], std::to_string(i));
+}
+
+TEST(SerialQueue, SuspensionFromInsideABlockHoldsTheNextBlockNotTheRunningOne) {
+  SerialQueue queue("test");
+  Journal journal;
+  std::promise<void> firstDone;
+  queue.asyncBarrier([&] {
+    queue.suspend();
+    journal.add("first, after suspend");
+    firstDone.set_value();
+  });
+  queue.asyncBarrier([&] { journal.add("second"); });
+  firstDone.get_future().wait();
+  std::this_thread::sleep_for(30ms);
+  EXPECT_EQ(journal.get(), std::vector<std::string>{"first, after suspend"});
+  EXPECT_EQ(queue.suspendCount(), 1);
+  EXPECT_EQ(queue.pendingCount(), 1u);
+
+  queue.resume();
+  queue.sync([] {});
+  EXPECT_EQ(journal.get(), (std::vector<std::string>{"first, after suspend", "second"}));
+}
+
+TEST(SerialQueue, SuspensionsBalanceAndSyncWaitsForTheLastResume) {
+  SerialQueue queue("test");
+  queue.suspend();
+  queue.suspend();
+  std::atomic<bool> ran{false};
+  auto waiter = std::async(std::launch::async, [&] { queue.sync([&] { ran = true; }); });
+  queue.resume();
+  EXPECT_EQ(waiter.wait_for(30ms), std::future_status::timeout) << "one resume must not undo two suspends";
+  EXPECT_FALSE(ran);
+  queue.resume();
+  waiter.get();
+  EXPECT_TRUE(ran);
+  EXPECT_EQ(queue.suspendCount(), 0);
+}
+
+TEST(SerialQueueDeathTest, ProgrammingErrorsEndTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        SerialQueue queue("over");
+        queue.resume();
+      },
+      "resumed more often than suspended");
+  EXPECT_DEATH(
+      {
+        SerialQueue queue("self");
+        queue.sync([&] { queue.sync([] {}); });
+      },
+      "sync called from its own thread");
+}
+
+TEST(ConcurrentQueue, ABlockThatNeverEndsDoesNotStarveTheOthers) {
+  std::promise<void> release;
+  auto released = release.get_future().share();
+  std::atomic<int> done{0};
+  {
+    ConcurrentQueue queue("test");
+    queue.async([released] { released.wait(); });
+    std::promise<void> second;
+    queue.async([&] {
+      ++done;
+      second.set_value();
+    });
+    EXPECT_EQ(second.get_future().wait_for(5s), std::future_status::ready);
+    EXPECT_GE(queue.threadCount(), 2u);
+    release.set_value();
+  }
+  EXPECT_EQ(done, 1);
+}
+
+TEST(ConcurrentQueue, WorkQueuedBeforeTheEndStillRuns) {
+  std::atomic<int> done{0};
+  {
+    ConcurrentQueue queue("test");
+    for (int i = 0; i < 20; ++i) queue.async([&] { ++done; });
+  }
+  EXPECT_EQ(done, 20);
+}
