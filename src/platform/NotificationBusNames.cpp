@@ -22,6 +22,8 @@ int hexValue(char c) {
 
 std::string memberForName(std::string_view name) {
   static const char* digits = "0123456789ABCDEF";
+  // D-Bus allows no empty member; the empty name travels as a lone "_".
+  if (name.empty()) return std::string(1, '_');
   std::string member;
   for (std::size_t i = 0; i < name.size(); ++i) {
     const char c = name[i];
@@ -34,8 +36,6 @@ std::string memberForName(std::string_view name) {
       member.push_back(digits[u & 0xF]);
     }
   }
-  // D-Bus allows no empty member; the empty name travels as a lone "_".
-  if (member.empty()) member = "_";
   return member;
 }
 
