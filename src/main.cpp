@@ -18,6 +18,9 @@
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
 #include "platform/linux/DbusNotificationCenter.h"
+#include "platform/linux/LinuxBundleInfo.h"
+#include "platform/linux/LinuxFileIcons.h"
+#include "platform/linux/LinuxHostNames.h"
 #include "platform/linux/LinuxFileSystem.h"
 #include "platform/linux/LinuxProcessControl.h"
 #include "platform/linux/LinuxProcessInfo.h"
@@ -27,6 +30,8 @@
 #include "platform/linux/LinuxUnixDatagramSockets.h"
 #include "runtime/AgentLoop.h"
 #include "runtime/Paths.h"
+#include "rules/RulesContext.h"
+#include "ui/console/ConsoleAlertPresenter.h"
 #include "ui/console/ConsoleDialogs.h"
 
 using namespace halvex;
@@ -93,11 +98,24 @@ int main(int argc, char** argv) {
   LinuxRunningApplications runningApplications("halvex", paths.environment().root);
   DbusNotificationCenter distributedCenter(loop, logger);
   ConsoleDialogs dialogs(loop, logger);
+  ConsoleAlertPresenter alertPresenter(logger);
+  LinuxFileIcons fileIcons;
+  LinuxHostNames hostNames;
+  LinuxBundleInfo bundleInfo;
+
+  RulesContext rulesContext;
+  rulesContext.mainLoop = &loop;
+  rulesContext.notificationCenter = &globals.notificationCenter;
+  rulesContext.fileSystem = &fileSystem;
+  rulesContext.fileIcons = &fileIcons;
+  rulesContext.hostNames = &hostNames;
+  rulesContext.bundleInfo = &bundleInfo;
+  rulesContext.enableNotifications = [&globals] { return globals.enableNotifications.load(); };
 
   auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger,
                                                      paths.agentSocket(), paths.daemonSocket());
   BridgeClassHalvex bridge(globals.synchronizedNotification, processControl);
-  DecisionContext decisionContext{globals, *channel, processControl};
+  DecisionContext decisionContext{globals, *channel, processControl, &rulesContext, &alertPresenter, &logger};
   HXNotifyController notifyController(decisionContext, static_cast<std::int32_t>(::getuid()));
   StartSocket startSocket(channel, globals.recvDaemonQueue);
   channel->myBridgeClassHalvex = &bridge;

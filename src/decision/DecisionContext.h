@@ -5,15 +5,23 @@
 
 #include "agent/Globals.h"
 #include "platform/ProcessControl.h"
+#include "runtime/LineLogger.h"
 
 namespace halvex {
 
 class managesocketagent;
+class AlertPresenter;
+struct RulesContext;
 
 struct DecisionContext {
   Globals& globals;
   managesocketagent& mymanagesocketagent;
   ProcessControl& process;
+  // What new apps are made with, and the alert; both set by the composition root.
+  const RulesContext* rulesContext = nullptr;
+  AlertPresenter* alertPresenter = nullptr;
+  // With the debug flag set, the intake prints what it derived of each request.
+  const LineLogger* logger = nullptr;
 };
 
 }  // namespace halvex

@@ -1,6 +1,8 @@
 #include "decision/HXNotifyWindowController.h"
 
 #include "link/RequestLine.h"
+#include "rules/GenerateHXApplication.h"
+#include "rules/HXApplication.h"
 #include "link/managesocketagent.h"
 
 namespace halvex {
@@ -25,9 +27,11 @@ void HXNotifyWindowController::setNotifyParameters(std::string processPid, std::
 
   if (context_.globals.automaticXPC) applyResponsibleApp();
 
-  // The rule check of the existing apps lands with the rule records; until then a request with
-  // alerts on is answered like one with alerts off, so that the queue never stays held.
-  passAndLearn();
+  if (context_.globals.enableNotifications) {
+    checkExistingRules();
+  } else {
+    passAndLearn();
+  }
 }
 
 void HXNotifyWindowController::applyResponsibleApp() {
@@ -44,6 +48,14 @@ void HXNotifyWindowController::passAndLearn() {
   context_.globals.mainLoop.postAndWait([self] {
     if (!self->mostro) return;
     self->reply(kReplyPassApp);
+    // With alerts off every asking process is learnt as a permanent pass rule.
+    auto& globals = self->context_.globals;
+    if (self->context_.rulesContext && !self->appExistsInGlobalArray(self->parameterProcessName)) {
+      auto app = generateHXApplication(*self->context_.rulesContext, 0, self->parameterProcessName);
+      app->appIsPersistent = true;
+      globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app);
+      globals.notificationCenter.post("copyArrayAppLibrary");
+    }
     self->resumeQueue(self->parameterTagString);
   });
 }

@@ -3,12 +3,15 @@
 // alerts off, by passing and learning the app) and finishes it by resuming the synchronised queue.
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "decision/DecisionContext.h"
 
 namespace halvex {
+
+class HXApplication;
 
 class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWindowController> {
  public:
@@ -23,6 +26,13 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   void resumeQueue(const std::string& tag);
   // Sends `suffix` after the line as received.
   void reply(std::string_view suffix);
+
+  // Decides the request by the rules of the managed apps: replies and finishes it, answers for an
+  // app in quiet time, or hands it to the alert with the queue still held.
+  void checkExistingRules();
+  // Whether the path belongs to a managed app, and which one (see findAppForPath).
+  bool appExistsInGlobalArray(const std::string& path) const;
+  std::shared_ptr<HXApplication> getAppFromGlobalArray(const std::string& path) const;
 
   std::string parameterProcessPid;
   std::string parameterProcessName;
@@ -41,6 +51,10 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
  private:
   void applyResponsibleApp();
   void passAndLearn();
+  // The tests of one rule string of an app in state 4; true when a reply went out.
+  bool walkRule(const std::string& rule, std::int64_t state);
+  void answerQuiet(HXApplication& app, char kind);
+  void openAlert();
 
   DecisionContext& context_;
 };

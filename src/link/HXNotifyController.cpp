@@ -41,6 +41,8 @@ void HXNotifyController::addRequest(const std::string& line) {
   auto controller = std::make_shared<HXNotifyWindowController>(context_);
   globals.notifyControllers[tag] = controller;
   const std::string uid = std::to_string(mymanagesocketagent->infoRootProcess(pid));
+  if (globals.debugFlag && context_.logger)
+    context_.logger->print("request " + tag + " pid " + fields->processPid + " path " + path + " uid " + uid + "\n");
   controller->setNotifyParameters(fields->processPid, path, uid, fields->processIP, fields->processPort,
                                   fields->processUDPorTCP, fields->processIPversion, line, tag,
                                   fields->responsibleApp);

@@ -3,6 +3,8 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "e2e/Harness.h"
 #include "standin/DaemonPeer.h"
@@ -60,6 +62,26 @@ TEST_F(AgentEndToEnd, AnnouncesItselfAndAnswersRequestsAboutRealProcesses) {
   agent.process().signal(SIGTERM);
   EXPECT_EQ(agent.process().wait(), 0);
   EXPECT_NE(root.readLog().find("[HALVEX AGENT] starting"), std::string::npos) << "the log goes to the per-user file";
+}
+
+TEST_F(AgentEndToEnd, TheAgentDerivesPathAndUserOfTheAskingProcess) {
+  TempRoot root;
+  // The debug flag file makes the intake print what it derived.
+  std::filesystem::create_directories(root.path() + "/tmp");
+  std::ofstream(root.path() + "/tmp/halvexdebug").put('\n');
+  standin::DaemonPeer daemon(root.paths().daemonSocket(), root.paths().agentSocket());
+  Agent agent(root);
+  ASSERT_TRUE(agent.waitForSocket());
+  std::this_thread::sleep_for(200ms);
+  auto sleeper = startSleeper();
+  const std::string exe = std::filesystem::canonical("/bin/sleep");
+  auto results = daemon.exchange({line("1", sleeper->pid())}, 1, 5000ms);
+  ASSERT_TRUE(results[0].reply) << agent.output();
+  agent.process().signal(SIGTERM);
+  agent.process().wait();
+  const std::string expected = "pid " + std::to_string(sleeper->pid()) + " path " + exe + " uid " +
+                               std::to_string(::getuid());
+  EXPECT_NE(agent.output().find(expected), std::string::npos) << agent.output();
 }
 
 TEST_F(AgentEndToEnd, MalformedDatagramsAreDroppedAndTheAgentGoesOn) {

@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "fakes/FakeFileIcons.h"
+#include "fakes/ManualLoop.h"
+#include "fakes/MemoryFiles.h"
+#include "rules/HXApplication.h"
+#include "runtime/NotificationCenter.h"
+
+namespace halvex {
+namespace {
+
+using namespace std::chrono_literals;
+
+class HXApplicationTest : public ::testing::Test {
+ protected:
+  HXApplicationTest() {
+    files.addFile("/usr/bin/curl", std::string("binary"));
+    icons.set("/usr/bin/curl", "curl-icon");
+    context.mainLoop = &loop;
+    context.notificationCenter = &center;
+    context.fileSystem = &files;
+    context.fileIcons = &icons;
+  }
+
+  std::shared_ptr<HXApplication> make(const std::string& path = "/usr/bin/curl", bool blocked = false) {
+    return HXApplication::initWithAppName(context, "curl", {"curl"}, false, blocked, path);
+  }
+
+  test::ManualLoop loop;
+  NotificationCenter center;
+  test::MemoryFiles files;
+  test::FakeFileIcons icons;
+  RulesContext context;
+};
+
+TEST_F(HXApplicationTest, NewAppHasTheDefaultsAndTheFactsOfItsFile) {
+  const auto app = make();
+  EXPECT_EQ(app->appName, "curl");
+  EXPECT_EQ(app->appIsBlockedOrAllowed, 0);
+  EXPECT_EQ(app->appHitsMinimumToShow, 9);
+  EXPECT_TRUE(app->appIsPersistent);
+  EXPECT_TRUE(app->appExists);
+  EXPECT_EQ(app->appImage, Image::named("curl-icon"));
+  EXPECT_EQ(app->appLabelColor, Color::labelColor());
+  EXPECT_TRUE(app->appIsSigned);
+  EXPECT_TRUE(app->appHasValidSignature);
+  EXPECT_FALSE(app->appIsSignedByApple);
+  EXPECT_EQ(app->timer, 0u);
+
+  const auto missing = make("/opt/gone/tool", true);
+  EXPECT_FALSE(missing->appExists);
+  EXPECT_EQ(missing->appImage, Image::named("unknownapp"));
+  EXPECT_EQ(missing->appLabelColor, Color::redColor());
+}
+
+TEST_F(HXApplicationTest, SystemBinariesAreBareBinariesInSystemFolders) {
+  EXPECT_TRUE(make("/usr/sbin/foo")->appIsSystemBinary);
+  EXPECT_TRUE(make("/usr/libexec/foo")->appIsSystemBinary);
+  EXPECT_TRUE(make("/System/Library/foo")->appIsSystemBinary);
+  EXPECT_FALSE(make("/usr/bin/foo")->appIsSystemBinary);
+  const auto bundle =
+      HXApplication::initWithAppName(context, "Foo.app", {"Foo.app/"}, true, false, "/System/Library/CoreServices/Foo.app");
+  EXPECT_FALSE(bundle->appIsSystemBinary);
+}
+
+TEST_F(HXApplicationTest, SignatureInspectionStartsOnlyWhenVerifyingAnExistingFile) {
+  int started = 0;
+  bool verify = false;
+  context.verifySignatures = [&] { return verify; };
+  context.inspectSignature = [&](std::weak_ptr<HXApplication> app) {
+    ++started;
+    EXPECT_FALSE(app.expired());
+  };
+  make();
+  EXPECT_EQ(started, 0);
+  verify = true;
+  make("/opt/gone/tool");
+  EXPECT_EQ(started, 0);
+  const auto app = make();
+  EXPECT_EQ(started, 1);
+  app->appSignatureInfo = "stale";
+  app->appIsSignedByApple = true;
+  app->getSignatureInfo();
+  EXPECT_EQ(app->appSignatureInfo, "");
+  EXPECT_FALSE(app->appIsSignedByApple);
+  EXPECT_EQ(started, 2);
+}
+
+TEST_F(HXApplicationTest, SetRuleFollowsItsTableForEveryState) {
+  struct Row {
+    std::int64_t state;
+    bool blocked, yellow, redShadow, greenShadow, keepsMatches;
+    Color color;
+  };
+  LabelColors colors;
+  const Row rows[] = {{0, false, false, false, false, false, colors.color0},
+                      {1, true, false, false, false, false, colors.color1},
+                      {2, false, false, true, false, true, colors.color2},
+                      {3, true, false, false, true, true, colors.color3},
+                      {4, false, true, false, false, true, colors.color4b},
+                      {7, false, false, false, false, false, colors.color0},
+                      {-1, false, false, false, false, false, colors.color0}};
+  for (const auto& row : rows) {
+    const auto app = make();
+    app->setRule(3);  // start from a state that sets flags the row may have to clear
+    app->appMatches = {"@443", "#10.0.0.1"};
+    app->setRule(row.state);
+    EXPECT_EQ(app->appIsBlockedOrAllowed, row.state);
+    EXPECT_EQ(app->appIsBlocked, row.blocked) << row.state;
+    EXPECT_EQ(app->appIsYellow, row.yellow) << row.state;
+    EXPECT_EQ(app->appRedShadow, row.redShadow) << row.state;
+    EXPECT_EQ(app->appGreenShadow, row.greenShadow) << row.state;
+    EXPECT_EQ(app->appLabelColor, row.color) << row.state;
+    EXPECT_EQ(app->appMatches.size(), row.keepsMatches ? 2u : 0u) << row.state;
+  }
+}
+
+TEST_F(HXApplicationTest, SetRuleEndsTimersAndQuietTimeExceptWhenAsking) {
+  std::vector<std::shared_ptr<HXApplication>> apps;
+  for (std::int64_t state : {0, 1, 2, 3, 4, 9}) {
+    const auto app = apps.emplace_back(make());
+    app->setAppTimer(60);
+    app->appHasTimer = true;
+    app->setQuiet("pass", 30);
+    app->setRule(state);
+    const bool untouched = state == 4;
+    EXPECT_EQ(app->appHasTimer, untouched) << state;
+    EXPECT_EQ(app->appIsQuietPass, untouched) << state;
+    EXPECT_EQ(app->timer != 0u, untouched) << state;
+    EXPECT_EQ(app->quietTimer != 0u, untouched) << state;
+  }
+  // Only the asking app's timers are left once every app has been set.
+  EXPECT_EQ(loop.timerCount(), 2u);
+}
+
+TEST_F(HXApplicationTest, TimedRuleExpiryPostsTheAppName) {
+  std::vector<std::string> expired;
+  center.addObserver("expireApp", [&](const Notification& n) {
+    expired.push_back(*n.userInfo.find("appName")->asString());
+  });
+  const auto app = make();
+  app->setAppTimer(60);
+  EXPECT_FALSE(app->appHasTimer);  // callers set it
+  loop.advance(59s);
+  EXPECT_TRUE(expired.empty());
+  app->setAppTimer(60);  // restarts: the first timer is gone
+  loop.advance(59s);
+  EXPECT_TRUE(expired.empty());
+  loop.advance(1s);
+  EXPECT_EQ(expired, std::vector<std::string>{"curl"});
+  EXPECT_EQ(app->timer, 0u);
+  loop.advance(120s);
+  EXPECT_EQ(expired.size(), 1u);
+
+  app->setAppTimer(5);
+  app->appHasTimer = true;
+  app->stopAppTimer();
+  EXPECT_FALSE(app->appHasTimer);
+  loop.advance(10s);
+  EXPECT_EQ(expired.size(), 1u);
+}
+
+TEST_F(HXApplicationTest, QuietTimeSetsItsFlagAndEndsWithItsTimer) {
+  const auto app = make();
+  app->setQuiet("block", 10);
+  EXPECT_TRUE(app->appIsQuietBlock);
+  EXPECT_FALSE(app->appIsQuietPass);
+  app->setQuiet("pass", 100);
+  EXPECT_TRUE(app->appIsQuietPass);
+  EXPECT_FALSE(app->appIsQuietBlock);
+  app->setQuiet("other", 100);  // any other text keeps the flags but still starts a timer
+  EXPECT_TRUE(app->appIsQuietPass);
+  EXPECT_EQ(loop.timerCount(), 3u);
+  // The first timer was not invalidated by the later calls: it ends quiet time for all.
+  loop.advance(10s);
+  EXPECT_FALSE(app->appIsQuietPass);
+  EXPECT_FALSE(app->appIsQuietBlock);
+  EXPECT_EQ(app->quietTimer, 0u);
+}
+
+TEST_F(HXApplicationTest, TimersOfAGoneAppDoNothing) {
+  int posts = 0;
+  center.addObserver("expireApp", [&](const Notification&) { ++posts; });
+  auto app = make();
+  app->setAppTimer(1);
+  app->setQuiet("pass", 1);
+  app.reset();
+  loop.advance(5s);
+  EXPECT_EQ(posts, 0);
+}
+
+TEST_F(HXApplicationTest, MatchFiltersActOnTheirArgument) {
+  const auto receiver = make();
+  const auto other = make();
+  receiver->appMatches = {"@1", "#2"};
+  other->appMatches = {"@443", "#10.0.0.1", "443", "#_range1:2", "@::1"};
+  receiver->removePassedMatchesWithApp(*other);
+  EXPECT_EQ(other->appMatches, (std::vector<std::string>{"#10.0.0.1", "#_range1:2"}));
+  EXPECT_EQ(receiver->appMatches.size(), 2u);
+  other->appMatches = {"@443", "#10.0.0.1", "443", "@::1"};
+  receiver->removeBlockedMatchesWithApp(*other);
+  EXPECT_EQ(other->appMatches, (std::vector<std::string>{"@443", "@::1"}));
+  EXPECT_EQ(receiver->appMatches.size(), 2u);
+}
+
+TEST_F(HXApplicationTest, LabelColoursComeFromThePreferences) {
+  LabelColors custom;
+  custom.color2 = Color::rgba(0.1, 0.2, 0.3);
+  context.labelColors = [&] { return custom; };
+  const auto app = make();
+  app->setRule(2);
+  EXPECT_EQ(app->appLabelColor, Color::rgba(0.1, 0.2, 0.3));
+}
+
+TEST_F(HXApplicationTest, FlagsMayBeReadOnAnotherThreadWhileTheLoopWrites) {
+  const auto app = make();
+  std::atomic<bool> done{false};
+  std::thread reader([&] {
+    int seen = 0;
+    while (!done) {
+      seen += app->appIsQuietPass ? 1 : 0;
+      seen += static_cast<int>(app->appIsBlockedOrAllowed.load());
+    }
+    EXPECT_GE(seen, 0);
+  });
+  for (int i = 0; i < 200; ++i) {
+    app->setQuiet(i % 2 ? "pass" : "block", 1);
+    app->setRule(i % 5);
+    loop.advance(1s);
+  }
+  done = true;
+  reader.join();
+  EXPECT_EQ(loop.timerCount(), 0u);
+}
+
+}  // namespace
+}  // namespace halvex
