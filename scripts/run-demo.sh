@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Sets up and runs the agent's main job: builds the agent, starts it inside a temporary system
+# root next to the stand-in daemon (no real daemon is installed on this machine), lets the daemon
+# ask about connections of real processes, shows the replies and the notifications, and quits.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh
+cmake --preset release >/dev/null
+cmake --build --preset release -j "$(nproc)"
+bin=build/release
+
+root="$(mktemp -d /tmp/halvex-demo.XXXXXX)"
+export HALVEX_ROOT="$root"
+export XDG_STATE_HOME="$root/state" XDG_CONFIG_HOME="$root/config"
+export HALVEX_RESOURCES="$PWD/resources"
+pids=()
+cleanup() {
+  for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
+}
+trap cleanup EXIT
+
+# The notifications travel on the system bus; without one (a container), a private bus stands in.
+if [ -z "${DBUS_SYSTEM_BUS_ADDRESS:-}" ] && [ ! -S /run/dbus/system_bus_socket ]; then
+  dbus-daemon --session --address="unix:path=$root/bus" --nofork --nopidfile &
+  pids+=($!)
+  export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$root/bus"
+  for _ in $(seq 100); do [ -S "$root/bus" ] && break; sleep 0.05; done
+fi
+
+echo "== the stand-in daemon listens for the agent's notifications"
+"$bin/tools/halvex-standin-daemon" --listen 4 &
+listener=$!
+sleep 0.3
+
+echo "== the agent starts (system root $root)"
+"$bin/src/halvex" --headless >"$root/agent.out" 2>&1 &
+agent=$!
+pids+=("$agent")
+
+sleep 30 &
+asker=$!
+pids+=("$asker")
+
+echo "== the daemon asks about four connections (the last one of a process that has gone)"
+"$bin/tools/halvex-standin-daemon" --demo --pid "$asker" --wait-agent 10
+
+echo "== plain quit (SIGTERM): the filter keeps running"
+kill -TERM "$agent"
+wait "$agent" || true
+wait "$listener" || true
+
+echo "== the agent's console"
+cat "$root/agent.out"
+echo "== the agent's log ($XDG_STATE_HOME/halvex/halvex.log)"
+cat "$XDG_STATE_HOME/halvex/halvex.log"
