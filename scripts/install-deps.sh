@@ -12,6 +12,8 @@ packages=(
   libplist-dev libsdbus-c++-dev libsystemd-dev dbus libcurl4-openssl-dev
   # the front end
   qt6-base-dev
+  # commands the agent runs: whois reports, the administrator form of the script runner
+  whois pkexec
   # test peers and helpers
   python3 procps
 )

@@ -1,0 +1,180 @@
+#include "agent/CommandRunner.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "fakes/FakeProcessRunner.h"
+#include "platform/linux/LinuxProcessRunner.h"
+
+namespace halvex {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FakeProcessRunner;
+
+ProcessResult exited(int status, std::string output = {}) {
+  ProcessResult r;
+  r.launched = true;
+  r.exitStatus = status;
+  r.output = std::move(output);
+  return r;
+}
+
+TEST(ShellScriptText, ReadsTheCommandAndTheSuffix) {
+  auto plain = parseShellScript("do shell script \"echo \\\"a b\\\" \\\\n\"");
+  ASSERT_TRUE(plain);
+  EXPECT_EQ(plain->shellCommand, "echo \"a b\" \\n");
+  EXPECT_FALSE(plain->withAdministratorPrivileges);
+
+  auto admin = parseShellScript("do shell script \"/tmp/x\" with administrator privileges");
+  ASSERT_TRUE(admin);
+  EXPECT_EQ(admin->shellCommand, "/tmp/x");
+  EXPECT_TRUE(admin->withAdministratorPrivileges);
+
+  // A quote the caller forgot to escape ends the string early: no script.
+  EXPECT_FALSE(parseShellScript("do shell script \"cat \"a b\"\""));
+  EXPECT_FALSE(parseShellScript("do shell script \"never closed"));
+  EXPECT_FALSE(parseShellScript("do shell script \"x\" with something else"));
+  EXPECT_FALSE(parseShellScript("do shell script \"bad escape \\q\""));
+}
+
+TEST(ShellScriptText, InvalidUtf8BecomesReplacementCharacters) {
+  EXPECT_EQ(toValidUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
+  EXPECT_EQ(toValidUtf8("a\xFF" "b"), "a\xEF\xBF\xBD" "b");
+  EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");    // overlong
+  EXPECT_EQ(toValidUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // surrogate
+  EXPECT_EQ(toValidUtf8("\xF0\x9F\x98"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // cut short
+}
+
+TEST(ScriptRunnerContract, QuietAndAdministratorFormsRunTheirPrograms) {
+  FakeProcessRunner processes;
+  processes.answerWith(exited(0, "out\n"));
+  CommandRunner runner(processes);
+
+  EXPECT_EQ(runner.quietScript("/usr/bin/grep x \\\"a b\\\""), "out");
+  EXPECT_EQ(runner.doScriptWithAdmin("/tmp/halvexuninstaller"), "out");
+  runner.asExec("true");
+
+  const auto requests = processes.requests();
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(requests[0].launchPath, "/bin/sh");
+  EXPECT_EQ(requests[0].arguments, (std::vector<std::string>{"-c", "/usr/bin/grep x \"a b\""}));
+  EXPECT_FALSE(requests[0].joinStandardError);
+  EXPECT_TRUE(requests[0].timeout.has_value());
+  EXPECT_EQ(requests[1].launchPath, "/usr/bin/pkexec");
+  EXPECT_EQ(requests[1].arguments, (std::vector<std::string>{"/bin/sh", "-c", "/tmp/halvexuninstaller"}));
+  EXPECT_FALSE(requests[1].timeout.has_value()) << "the password prompt waits for the user";
+  EXPECT_EQ(requests[2].arguments.back(), "true");
+}
+
+TEST(ScriptRunnerContract, EveryFailureIsExactlyError) {
+  FakeProcessRunner processes;
+  CommandRunner runner(processes);
+  processes.answerWith(exited(1, "partial output"));
+  EXPECT_EQ(runner.quietScript("grep nothing"), "ERROR");
+  processes.answerWith(exited(126));  // the prompt was dismissed
+  EXPECT_EQ(runner.doAScript("/bin/mv a b"), "ERROR");
+  processes.answerWith(ProcessResult{});  // could not start
+  EXPECT_EQ(runner.quietScript("x"), "ERROR");
+  ProcessResult late = exited(0, "half");
+  late.timedOut = true;
+  processes.answerWith(late);
+  EXPECT_EQ(runner.quietScript("sleep 100"), "ERROR");
+  // A script that cannot be made never starts a program.
+  const auto before = processes.requests().size();
+  EXPECT_EQ(runner.quietScript("cat \"unescaped\""), "ERROR");
+  EXPECT_EQ(processes.requests().size(), before);
+
+  processes.answerWith(exited(0, "\n"));
+  EXPECT_EQ(runner.quietScript("echo"), "") << "empty output is no failure";
+  processes.answerWith(exited(0, "a\n\n"));
+  EXPECT_EQ(runner.quietScript("x"), "a\n") << "only the last line feed goes";
+}
+
+// The real adapter underneath.
+class RealRunner : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() / ("halvex-runner-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+  std::filesystem::path dir_;
+  LinuxProcessRunner processes_;
+};
+
+TEST_F(RealRunner, DirectRunnerJoinsErrorTextAndIgnoresTheStatus) {
+  CommandRunner runner(processes_);
+  EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "echo only-error >&2; exit 3"}), "only-error\n");
+  EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "echo out; echo err >&2"}), "out\nerr\n");
+  EXPECT_EQ(runner.eseguiShellCommand("/no/such/program", {}), "");
+}
+
+TEST_F(RealRunner, ScriptRunnerKeepsTheGrepConvention) {
+  CommandRunner runner(processes_);
+  EXPECT_EQ(runner.quietScript("echo hello | /bin/grep nothing"), "ERROR");
+  EXPECT_EQ(runner.quietScript("echo hello | /bin/grep hell"), "hello");
+  EXPECT_EQ(runner.quietScript("echo"), "");
+  EXPECT_EQ(runner.quietScript("echo only-error >&2"), "") << "standard error is not part of the answer";
+  EXPECT_EQ(runner.quietScript("/no/such/tool"), "ERROR");
+  EXPECT_EQ(runner.quietScript("printf %s \\\"a  b\\\""), "a  b") << "the escaped quotes reach the shell";
+}
+
+TEST_F(RealRunner, RefusedElevationIsError) {
+  CommandRunnerLimits limits;
+  limits.elevator = "/bin/false";  // a prompt the user dismissed
+  CommandRunner refused(processes_, limits);
+  EXPECT_EQ(refused.doAScript("echo should-not-run"), "ERROR");
+  limits.elevator = "/no/such/pkexec";
+  CommandRunner missing(processes_, limits);
+  EXPECT_EQ(missing.doScriptWithAdmin("echo x"), "ERROR");
+}
+
+TEST_F(RealRunner, LargeOutputIsDrainedWhileTheProgramRuns) {
+  CommandRunner runner(processes_);
+  const std::string cmd = "head -c 3000000 /dev/zero | tr '\\0' a; echo tail >&2";
+  const std::string direct = runner.eseguiShellCommand("/bin/sh", {"-c", cmd});
+  ASSERT_EQ(direct.size(), 3000005u);
+  EXPECT_EQ(direct.find_first_not_of('a'), 3000000u);
+  EXPECT_EQ(direct.substr(3000000), "tail\n");
+  const std::string script = runner.quietScript("head -c 2000000 /dev/zero | tr '\\\\0' b");
+  EXPECT_EQ(script, std::string(2000000, 'b'));
+}
+
+TEST_F(RealRunner, AwkwardPathsStayInOnePiece) {
+  const std::string name = std::string("a b 'single' \"double\" \xFF\xFE.txt");
+  const auto path = (dir_ / name).string();
+  std::ofstream(path) << "content\n";
+  CommandRunner runner(processes_);
+  // Arguments travel whole in the direct runner.
+  EXPECT_EQ(runner.eseguiShellCommand("/bin/cat", {path}), "content\n");
+  // In a shell line the caller's quoting holds blanks and single quotes together.
+  const std::string blanks = (dir_ / "with blanks \xFF.txt").string();
+  std::ofstream(blanks) << "inside\n";
+  EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "/bin/cat \"" + blanks + "\""}), "inside\n");
+  EXPECT_EQ(runner.quietScript("/bin/cat \\\"" + blanks + "\\\""), "inside");
+  // A double quote written straight into the command breaks the script: the sentinel.
+  EXPECT_EQ(runner.quietScript("/bin/cat \"" + path + "\""), "ERROR");
+  // Non-UTF-8 output comes back as valid text.
+  EXPECT_EQ(runner.eseguiShellCommand("/bin/printf", {"x\\377y"}), "x\xEF\xBF\xBDy");
+}
+
+TEST_F(RealRunner, HangingCommandsEndAtTheLimit) {
+  CommandRunnerLimits limits;
+  limits.scriptTimeout = 300ms;
+  limits.directTimeout = 300ms;
+  CommandRunner runner(processes_, limits);
+  EXPECT_EQ(runner.quietScript("echo started; sleep 30"), "ERROR");
+  // The direct runner has no failure value: what was printed before the limit.
+  EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "echo started; exec sleep 30"}), "started\n");
+  // A child left running in the background with the pipe open does not hold the answer forever.
+  LinuxProcessRunner brief(50ms);
+  CommandRunner lingering(brief);
+  EXPECT_EQ(lingering.eseguiShellCommand("/bin/sh", {"-c", "echo parent; sleep 3 &"}), "parent\n");
+}
+
+}  // namespace
+}  // namespace halvex

@@ -1,0 +1,196 @@
+#include "intelligence/SignatureInspector.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "fakes/FakeCodeSignatures.h"
+#include "fakes/FakeProcessRunner.h"
+#include "fakes/ManualLoop.h"
+#include "fakes/MemoryFiles.h"
+#include "platform/linux/DpkgCodeSignatures.h"
+#include "platform/linux/LinuxProcessRunner.h"
+
+namespace halvex {
+namespace {
+
+constexpr const char* kApp = "/opt/Some App/bin/some app";
+
+class Signatures : public ::testing::Test {
+ protected:
+  Signatures() { files_.addFile(kApp, "binary"); }
+
+  // Runs the inspection of an app to its end and returns every delivery in order.
+  std::vector<SignatureFacts> inspectApp(bool isBinary, SignatureFacts* immediate = nullptr) {
+    std::vector<SignatureFacts> delivered;
+    const auto first = inspector_.getSignatureInfo(kApp, isBinary, true, {}, [&](const SignatureFacts& f) {
+      EXPECT_TRUE(loop_.isLoopThread());
+      delivered.push_back(f);
+    });
+    if (immediate) *immediate = first;
+    drain();
+    return delivered;
+  }
+  void drain() {
+    // The inspection posts at most three times; wait for the queue to be idle.
+    while (loop_.waitAndRun(std::chrono::milliseconds(200))) {
+    }
+  }
+
+  test::MemoryFiles files_;
+  test::FakeCodeSignatures signatures_;
+  test::ManualLoop loop_;
+  ConcurrentQueue background_{"signatures"};
+  SignatureInspector inspector_{signatures_, files_, loop_, background_};
+};
+
+TEST(SignatureReports, ReadingTheTexts) {
+  EXPECT_TRUE(reportsNotSigned("x: valid on disk\nx: code object is not signed at all\n"));
+  EXPECT_FALSE(reportsNotSigned(""));
+  const std::string description =
+      "Executable=/x\nIdentifier=x\nAuthority=Developer ID Application: Jane Roe (AB12)\nAuthority=Software Signing\n";
+  EXPECT_EQ(firstAuthorityLine(description), "Authority=Developer ID Application: Jane Roe (AB12)");
+  EXPECT_FALSE(firstAuthorityLine("Identifier=x\n  Authority=indented\n"));
+  EXPECT_EQ(authorityName("Authority=Developer ID Application: Jane Roe (AB12)"), "Jane Roe (AB12)");
+  EXPECT_EQ(authorityName("Authority=a=b"), "a") << "only up to the second '='";
+  EXPECT_TRUE(isPlatformAuthority("Authority=Software Signing"));
+  EXPECT_TRUE(isPlatformAuthority("Authority=Apple Mac OS Application Signing"));
+  EXPECT_FALSE(isPlatformAuthority("Authority=Software Signing Ltd"));
+}
+
+TEST_F(Signatures, SwitchedOffOrMissingCountsAsValidWithoutInspecting) {
+  SignatureFacts held;
+  held.appSignatureInfo = "App is signed by Someone";
+  held.appIsSignedByApple = true;
+  const auto off = inspector_.getSignatureInfo(kApp, false, false, held, [](const SignatureFacts&) { FAIL(); });
+  EXPECT_EQ(off, (SignatureFacts{"App is signed by Someone", true, true, false}));
+  const auto missing = inspector_.getSignatureInfo("/gone", false, true, held, [](const SignatureFacts&) { FAIL(); });
+  EXPECT_EQ(missing, off);
+  drain();
+  EXPECT_EQ(signatures_.calls(), 0);
+}
+
+TEST_F(Signatures, NotSignedWinsAndKeepsTheValidityFlag) {
+  signatures_.set(kApp, SignatureQuery::verify, "x: invalid\nx: code object is not signed at all\n");
+  SignatureFacts immediate;
+  const auto delivered = inspectApp(true, &immediate);
+  EXPECT_EQ(immediate, (SignatureFacts{"", true, true, false})) << "reset while the inspection runs";
+  ASSERT_EQ(delivered.size(), 1u);
+  EXPECT_EQ(delivered.back(), (SignatureFacts{"Binary is not signed", false, true, false}));
+}
+
+TEST_F(Signatures, SignerNamedByTheLeafAuthorityOnly) {
+  signatures_.set(kApp, SignatureQuery::verify, "x: a sealed resource is missing or invalid\n");
+  signatures_.set(kApp, SignatureQuery::describeFull,
+                  "Identifier=x\nAuthority=Developer ID Application: Jane Roe\nAuthority=Software Signing\n");
+  auto delivered = inspectApp(false);
+  ASSERT_EQ(delivered.size(), 2u);
+  EXPECT_EQ(delivered[0], (SignatureFacts{"", true, false, false}));
+  EXPECT_EQ(delivered[1], (SignatureFacts{"App is signed by Jane Roe", true, false, false}))
+      << "an invalid signature is still described by its signer; the later platform line is ignored";
+
+  signatures_.set(kApp, SignatureQuery::verify, "");
+  signatures_.set(kApp, SignatureQuery::describeFull, "Authority=Software Signing\nAuthority=Root\n");
+  delivered = inspectApp(false);
+  EXPECT_EQ(delivered.back(), (SignatureFacts{"App is signed by Debian", true, true, true}));
+
+  signatures_.set(kApp, SignatureQuery::describeFull, "Identifier=x\n");
+  delivered = inspectApp(false);
+  ASSERT_EQ(delivered.size(), 1u) << "without an authority line the facts stop at validity";
+  EXPECT_EQ(delivered[0], (SignatureFacts{"", true, true, false}));
+}
+
+TEST_F(Signatures, PanelShowsBothReportsOrTellsTheFileIsGone) {
+  signatures_.set(kApp, SignatureQuery::verifyVerbose, "x: valid on disk\n");
+  signatures_.set(kApp, SignatureQuery::describe, "Authority=Jane\n");
+  SignaturePanel before;
+  before.signtext = "old text";
+  std::vector<SignaturePanel> delivered;
+  const auto running = inspector_.showSignatureInfo(kApp, before, [&](const SignaturePanel& p) { delivered.push_back(p); });
+  EXPECT_TRUE(running.signSpinnerAnimating);
+  EXPECT_FALSE(running.signSpinnerHidden);
+  drain();
+  ASSERT_EQ(delivered.size(), 1u);
+  EXPECT_EQ(delivered[0].signtext,
+            "Signature validity check:\n\nx: valid on disk\n\n\nSignature details:\n\nAuthority=Jane\n");
+  EXPECT_TRUE(delivered[0].signSpinnerHidden);
+
+  const auto gone = inspector_.showSignatureInfo("/gone", before, [&](const SignaturePanel& p) { delivered.push_back(p); });
+  EXPECT_EQ(gone, (SignaturePanel{false, true, "old text", "File not found"}));
+  drain();
+  EXPECT_EQ(delivered.size(), 1u);
+}
+
+TEST_F(Signatures, AlertLampsFollowTheReports) {
+  auto alertFor = [&](const std::string& verify, const std::string& describe) {
+    signatures_.set("/p", SignatureQuery::verify, verify);
+    signatures_.set("/p", SignatureQuery::describeFull, describe);
+    std::vector<AlertSignature> got;
+    inspector_.inspectForAlert("/p", [&](const AlertSignature& a) { got.push_back(a); });
+    drain();
+    return got;
+  };
+  auto missing = alertFor("/p: code object is not signed at all", "Authority=Someone\n");
+  ASSERT_EQ(missing.size(), 1u);
+  EXPECT_EQ(missing[0], (AlertSignature{"missing signature", "", true, false, false}));
+
+  auto apple = alertFor("", "Authority=Apple Mac OS Application Signing\n");
+  EXPECT_EQ(apple.back(), (AlertSignature{"valid signature", "signed by Debian", false, false, true}));
+
+  auto invalid = alertFor("modified", "Authority=Developer ID Application: Jane Roe\n");
+  EXPECT_EQ(invalid.front().processSignatureValidity, "invalid signature");
+  EXPECT_EQ(invalid.back(), (AlertSignature{"invalid signature", "signed by Jane Roe", false, true, false}));
+}
+
+// The package-provenance stand-in, driven by scripted package-manager answers.
+TEST(PackageProvenance, OwnerChecksumAndOriginBecomeTheReports) {
+  test::FakeProcessRunner processes;
+  std::string verifyOutput;
+  std::string origin;
+  processes.answer([&](const ProcessRequest& r) {
+    ProcessResult result;
+    result.launched = true;
+    result.exitStatus = 0;
+    if (r.arguments[0] == "-S") {
+      if (r.arguments[1] == "/usr/bin/tool") result.output = "diversion by x from: /usr/bin/tool\npkg-a, pkg-b: /usr/bin/tool\n";
+      else result.exitStatus = 1;
+    } else if (r.arguments[0] == "--verify") {
+      result.output = verifyOutput;
+    } else {
+      result.output = "1.0\tamd64\t" + origin + "\tJane <j@x>";
+    }
+    return result;
+  });
+  DpkgCodeSignatures signatures(processes, "Debian");
+  EXPECT_TRUE(reportsNotSigned(signatures.inspect("/home/u/my tool", SignatureQuery::verify)));
+  EXPECT_EQ(signatures.inspect("/usr/bin/tool", SignatureQuery::verify), "");
+  verifyOutput = "??5??????   /usr/bin/other\n??5?????? c /usr/bin/tool\n";
+  const auto changed = signatures.inspect("/usr/bin/tool", SignatureQuery::verify);
+  EXPECT_FALSE(changed.empty());
+  EXPECT_FALSE(reportsNotSigned(changed));
+
+  EXPECT_EQ(firstAuthorityLine(signatures.inspect("/usr/bin/tool", SignatureQuery::describeFull)),
+            "Authority=Software Signing") << "no origin of its own: the distribution's package";
+  origin = "Example Corp";
+  const auto thirdParty = signatures.inspect("/usr/bin/tool", SignatureQuery::describe);
+  EXPECT_EQ(firstAuthorityLine(thirdParty), "Authority=Example Corp");
+  EXPECT_NE(thirdParty.find("Identifier=pkg-a\n"), std::string::npos);
+}
+
+TEST(PackageProvenance, RealPackageDatabase) {
+  if (!std::filesystem::exists("/usr/bin/dpkg-query")) GTEST_SKIP() << "no package database on this system";
+  LinuxProcessRunner processes;
+  DpkgCodeSignatures signatures(processes);
+  const auto loose = std::filesystem::temp_directory_path() / "halvex sig \"q\" \xFF";
+  std::ofstream(loose) << "x";
+  EXPECT_TRUE(reportsNotSigned(signatures.inspect(loose.string(), SignatureQuery::verify)));
+  std::filesystem::remove(loose);
+  // dpkg-query belongs to the dpkg package, which the distribution itself provides.
+  const auto line = firstAuthorityLine(signatures.inspect("/usr/bin/dpkg-query", SignatureQuery::describeFull));
+  ASSERT_TRUE(line);
+  EXPECT_TRUE(isPlatformAuthority(*line));
+}
+
+}  // namespace
+}  // namespace halvex

@@ -1,0 +1,123 @@
+#include "intelligence/HXSockController.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <sstream>
+
+#include "fakes/FakeHostNames.h"
+#include "fakes/FakeProcessRunner.h"
+#include "fakes/FakeTcpProbe.h"
+#include "fakes/ManualLoop.h"
+#include "platform/linux/LinuxHostNames.h"
+#include "platform/linux/LinuxTcpProbe.h"
+
+namespace halvex {
+namespace {
+
+using namespace std::chrono_literals;
+
+class Sock : public ::testing::Test {
+ protected:
+  test::FakeHostNames names_;
+  test::FakeTcpProbe probe_;
+  test::FakeProcessRunner processes_;
+  CommandRunner runner_{processes_};
+  test::ManualLoop loop_;
+  ConcurrentQueue background_{"global"};
+  NotificationCenter center_;
+  std::ostringstream report_;
+  HXSockController sock_{names_, probe_, runner_, loop_, background_, center_, report_};
+};
+
+TEST(WhoisText, MarkersAreRemovedInOrder) {
+  EXPECT_EQ(cleanWhoisText("% Abuse contact\nNetRange: 1.0.0.0 # note\n## x#y\n"), "Abuse contact\nNetRange: 1.0.0.0 note\nxy\n");
+  EXPECT_EQ(cleanWhoisText("100%\n50% off"), "100%\n50off") << "only a percent sign followed by a blank goes";
+  EXPECT_EQ(cleanWhoisText("#% x"), "x") << "removing '#' can make a new '% '";
+}
+
+TEST_F(Sock, HostNameIsTheFirstNameOrNothing) {
+  names_.set("8.8.8.8", {"dns.example", "alias.example"});
+  EXPECT_EQ(sock_.hostName("8.8.8.8"), "dns.example");
+  EXPECT_FALSE(sock_.hostName("9.9.9.9"));
+  std::optional<std::string> got = "unset";
+  sock_.lookUpHostName("9.9.9.9", background_, [&](std::optional<std::string> n) { got = n; });
+  ASSERT_TRUE(loop_.waitAndRun());
+  EXPECT_FALSE(got);
+}
+
+TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
+  ProcessResult r;
+  r.launched = true;
+  r.exitStatus = 0;
+  r.output = "% IANA WHOIS\n# comment\nrefer: whois.example\n";
+  processes_.answerWith(r);
+  std::string done;
+  sock_.clickWhois("1.2.3.4", [&](const std::string& text) { done = text; });
+  ASSERT_TRUE(loop_.waitAndRun());
+  EXPECT_EQ(done, "IANA WHOIS\ncomment\nrefer: whois.example");
+  EXPECT_EQ(report_.str(), done + "\n");
+  const auto requests = processes_.requests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].arguments, (std::vector<std::string>{"-c", "/usr/bin/whois 1.2.3.4"}));
+
+  r.exitStatus = 2;
+  processes_.answerWith(r);
+  EXPECT_EQ(sock_.whoisReport("2001:db8::1"), "ERROR");
+  // A text that is no address never reaches a shell.
+  EXPECT_EQ(sock_.whoisReport("1.2.3.4; rm -rf ~"), "ERROR");
+  EXPECT_EQ(sock_.whoisReport("\"\xFF"), "ERROR");
+  EXPECT_EQ(processes_.requests().size(), 2u);
+}
+
+TEST_F(Sock, CheckWhoisIsBoundedAndAlwaysAnnouncesItsEnd) {
+  int posted = 0;
+  center_.addObserver("startwhoisquery", [&](const Notification&) { ++posted; });
+  probe_.reachable = false;
+  sock_.checkWhois();
+  EXPECT_EQ(sock_.responseString(), "1");
+  ASSERT_TRUE(loop_.waitAndRun());
+  EXPECT_EQ(sock_.responseString(), "1");
+  EXPECT_EQ(posted, 1);
+  EXPECT_EQ(probe_.lastHost(), "whois.arin.net");
+  EXPECT_EQ(probe_.lastTimeout(), 5000ms);
+
+  probe_.reachable = true;
+  sock_.checkWhois();
+  EXPECT_EQ(sock_.responseString(), "1") << "not open until the test has ended";
+  ASSERT_TRUE(loop_.waitAndRun());
+  EXPECT_EQ(sock_.responseString(), "2");
+  EXPECT_EQ(posted, 2);
+}
+
+TEST(LinuxNetworkAdapters, ProbeAndReverseNamesOnTheLoopback) {
+  const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_GE(listener, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(listener, 1), 0);
+  socklen_t length = sizeof address;
+  ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+  const auto port = ntohs(address.sin_port);
+  LinuxTcpProbe probe;
+  EXPECT_TRUE(probe.canConnect("127.0.0.1", port, 1000ms));
+  ::close(listener);
+  EXPECT_FALSE(probe.canConnect("127.0.0.1", port, 1000ms));
+  EXPECT_FALSE(probe.canConnect("no such host.invalid", 43, 1000ms));
+
+  LinuxHostNames names;
+  EXPECT_TRUE(names.namesForAddress("not an address").empty());
+  EXPECT_TRUE(names.namesForAddress("").empty());
+  const auto loopback = names.namesForAddress("127.0.0.1");
+  ASSERT_FALSE(loopback.empty()) << "the hosts file names the loopback";
+  EXPECT_FALSE(loopback.front().empty());
+}
+
+}  // namespace
+}  // namespace halvex
