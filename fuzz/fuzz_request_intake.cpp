@@ -8,7 +8,11 @@
 #include <string>
 
 #include "agent/Globals.h"
+#include "decision/AlertPresenter.h"
 #include "decision/DecisionContext.h"
+#include "decision/HXNotifyWindowController.h"
+#include "rules/GenerateHXApplication.h"
+#include "rules/HXApplication.h"
 #include "link/HXNotifyController.h"
 #include "link/RequestLine.h"
 #include "link/managesocketagent.h"
@@ -56,6 +60,26 @@ class Processes final : public ProcessInfo {
   std::optional<std::int32_t> effectiveUid(std::int32_t pid) const override { return pid % 2; }
 };
 
+// An alert answered at once: the request ends as it would after the user's choice.
+struct InstantAlert final : AlertPresenter {
+  void mostra(std::shared_ptr<HXNotifyWindowController> request) override {
+    request->reply(" 0 # #");
+    request->resumeQueue(request->parameterTagString);
+  }
+};
+
+// Apps in every state, named like the fuzz processes' paths, with rules of every kind.
+void resetApps(Globals& globals, const RulesContext& rules) {
+  globals.globalAppsArray.clear();
+  const std::vector<std::string> matches{"@1", "#1/8", "@::/0", "#2001:db8::/48", "@443", "#10.0.0.0/33", "@_range1:9"};
+  for (int state = 0; state <= 5; ++state) {
+    auto app = generateHXApplication(rules, state, "/usr/bin/p" + std::to_string(state + 1));
+    app->appMatches = matches;
+    app->appIsQuietPass = state == 5;
+    globals.globalAppsArray.push_back(app);
+  }
+}
+
 struct Control final : ProcessControl {
   [[noreturn]] void exitProcess(int) override { std::abort(); }
   [[noreturn]] void fatal(const std::string&) override { std::abort(); }
@@ -71,8 +95,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static Control control;
   static LineLogger logger("fuzz", 0, stderr, stderr);
   static managesocketagent channel(sockets, processes, control, logger, "/a", "/d");
-  static DecisionContext context{globals, channel, control};
+  static NotificationCenter center;
+  static RulesContext rules = [] {
+    RulesContext r;
+    r.mainLoop = &loop;
+    r.notificationCenter = &center;
+    return r;
+  }();
+  static InstantAlert alert;
+  static DecisionContext context{globals, channel, control, &rules, &alert};
   static HXNotifyController intake(context, 0);
+  if (globals.globalAppsArray.size() < 6 || globals.globalAppsArray.size() > 64) resetApps(globals, rules);
 
   // The reader's view of a datagram: at most 128 bytes, text up to the first NUL.
   char buffer[129] = {};
