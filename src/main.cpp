@@ -17,6 +17,10 @@
 #include "link/HXNotifyController.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
+#include "rules/HXConfiguration.h"
+#include "rules/HXPreferencesController.h"
+#include "rules/RuleLibraries.h"
+#include "runtime/UserDefaults.h"
 #include "platform/linux/DbusNotificationCenter.h"
 #include "platform/linux/LinuxBundleInfo.h"
 #include "platform/linux/LinuxFileIcons.h"
@@ -111,6 +115,25 @@ int main(int argc, char** argv) {
   rulesContext.hostNames = &hostNames;
   rulesContext.bundleInfo = &bundleInfo;
   rulesContext.enableNotifications = [&globals] { return globals.enableNotifications.load(); };
+  rulesContext.labelColors = [&globals] { return globals.preferences.user().colors; };
+  rulesContext.verifySignatures = [&globals] { return globals.preferences.user().verifySignatures; };
+
+  // The configuration and the preferences. The libraries are plain holders until their views'
+  // controllers take them over.
+  UserDefaults userDefaults(fileSystem, paths.defaultsFile());
+  AppsLibraryHolder appsLibrary;
+  ExclusionsLibraryHolder exclusionsLibrary;
+  RecordsLibraryHolder recordsLibrary;
+  HXConfiguration configuration(HXConfiguration::Links{globals, paths, fileSystem, distributedCenter, dialogs,
+                                                       processControl, logger, rulesContext, userDefaults});
+  HXPreferencesController preferencesController(
+      HXPreferencesController::Links{globals, paths, userDefaults, distributedCenter, dialogs});
+  configuration.halvexcontroller = &appsLibrary;
+  configuration.exclusioncontroller = &exclusionsLibrary;
+  configuration.recordscontroller = &recordsLibrary;
+  configuration.preferencescontroller = &preferencesController;
+  preferencesController.halvexconfiguration = &configuration;
+  preferencesController.halvexcontroller = &appsLibrary;
 
   auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger,
                                                      paths.agentSocket(), paths.daemonSocket());
@@ -125,6 +148,7 @@ int main(int argc, char** argv) {
   AppDelegate appDelegate(AppDelegate::Links{globals, paths, logger, distributedCenter, streams, runningApplications,
                                              dialogs, fileSystem, [&] { startSocket.start(); },
                                              [&](int code) { loop.quit(code); }});
+  appDelegate.myHXConfiguration = &configuration;
   delegate = &appDelegate;
 
   loop.post([&] { appDelegate.applicationDidFinishLaunching(); });

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/AgentNotifications.h"
+#include "rules/HXConfiguration.h"
 
 namespace halvex {
 
@@ -35,12 +36,18 @@ bool AppDelegate::checkHalvex() {
   return instances >= 2;
 }
 
-void AppDelegate::startapp() { startHalvex(); }
+void AppDelegate::startapp() {
+  if (myHXConfiguration) myHXConfiguration->readUserDefaults();
+  startHalvex();
+}
 
 void AppDelegate::startHalvex() { start(); }
 
 void AppDelegate::start() {
   getVersion();
+  // Load the configuration (a barrier on the synchronised queue, waited for): it reaches the
+  // daemon before the request reader starts.
+  if (myHXConfiguration) myHXConfiguration->loadConfiguration();
   links_.startRequestReader();
   links_.distributedCenter.postNotificationName(kStartAgent, kStartAgentObject, std::nullopt);
   links_.logger.log("[HALVEX AGENT] request reader scheduled, startAgent posted");
@@ -49,7 +56,11 @@ void AppDelegate::start() {
 
 void AppDelegate::getVersion() { aboutVersionLabel = "Version " + links_.globals.version; }
 
-void AppDelegate::applicationWillTerminate() { links_.logger.log("[HALVEX AGENT] terminating"); }
+void AppDelegate::applicationWillTerminate() {
+  links_.logger.log("[HALVEX AGENT] terminating");
+  // On this thread: the queue may no longer be served. The daemon stores what it is sent.
+  if (myHXConfiguration) myHXConfiguration->exportConf("_", true, true, true);
+}
 
 void AppDelegate::terminate() {
   // A second terminate (a signal during the first) must not save twice.

@@ -16,6 +16,7 @@
 namespace halvex {
 
 class managesocketagent;
+class HXConfiguration;
 
 class AppDelegate {
  public:
@@ -51,6 +52,9 @@ class AppDelegate {
 
   // What the about box shows.
   std::string aboutVersionLabel;
+
+  // Weak link, set by the composition root: the configuration read at start and saved at quit.
+  HXConfiguration* myHXConfiguration = nullptr;
 
  private:
   Links links_;

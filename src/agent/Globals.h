@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "rules/HXPreferences.h"
 #include "runtime/ConcurrentQueue.h"
 #include "runtime/MainLoop.h"
 #include "runtime/NotificationCenter.h"
@@ -19,6 +20,8 @@
 namespace halvex {
 
 class HXApplication;
+class HXExclusion;
+class HXManagedRecords;
 class HXNotifyWindowController;
 
 struct Globals {
@@ -46,6 +49,12 @@ struct Globals {
 
   // The process-wide mirror of the apps library, written on the synchronised queue.
   std::vector<std::shared_ptr<HXApplication>> globalAppsArray;
+  // The mirrors of the managed folders and the global rules, written on the synchronised queue.
+  std::vector<std::shared_ptr<HXExclusion>> globalExclusionsArray;
+  std::vector<std::shared_ptr<HXManagedRecords>> globalRecordsArray;
+
+  // The other settings carried in a configuration, and those of the defaults database.
+  PreferenceState preferences;
 
   // Queues. Worker threads start with them and end when the globals go.
   SerialQueue synchronizedNotification{"SynchronizedNotification"};

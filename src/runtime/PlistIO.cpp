@@ -106,13 +106,22 @@ bool fromNode(plist_t node, Value& out, int depth, std::string& error) {
     }
     case PLIST_ARRAY: {
       Array array;
-      const std::uint32_t n = plist_array_get_size(node);
-      array.reserve(n);
-      for (std::uint32_t i = 0; i < n; ++i) {
+      array.reserve(plist_array_get_size(node));
+      // An iterator, not an index: looking an item up by index walks the list from its start.
+      plist_array_iter it = nullptr;
+      plist_array_new_iter(node, &it);
+      for (;;) {
+        plist_t child = nullptr;
+        plist_array_next_item(node, it, &child);
+        if (!child) break;
         Value item;
-        if (!fromNode(plist_array_get_item(node, i), item, depth + 1, error)) return false;
+        if (!fromNode(child, item, depth + 1, error)) {
+          std::free(it);
+          return false;
+        }
         array.push_back(std::move(item));
       }
+      std::free(it);
       out = Value(std::move(array));
       return true;
     }

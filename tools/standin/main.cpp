@@ -14,8 +14,10 @@
 #include <vector>
 
 #include "platform/linux/DbusNotificationCenter.h"
+#include "platform/linux/LinuxFileSystem.h"
 #include "runtime/AgentLoop.h"
 #include "runtime/Paths.h"
+#include "standin/DaemonConfiguration.h"
 #include "standin/DaemonPeer.h"
 
 using namespace halvex;
@@ -35,6 +37,7 @@ struct Options {
   double timeout = 5;
   bool demo = false;
   bool quiet = false;
+  std::string compactOut;
 };
 
 void usage() {
@@ -52,6 +55,7 @@ void usage() {
       "  --timeout S       seconds to wait for a reply (default 5)\n"
       "  --demo            run the demonstration scenario\n"
       "  --quiet           print only the summary\n"
+      "  --compact-out F   keep the last compact rule list heard as an XML property list in F\n"
       "Prints: 'notification NAME OBJECT', 'sent LINE', 'reply LINE', then a summary line.");
 }
 
@@ -86,6 +90,7 @@ bool parse(int argc, char** argv, Options& o) {
     else if (a == "--timeout") o.timeout = std::strtod(value(), nullptr);
     else if (a == "--demo") o.demo = true;
     else if (a == "--quiet") o.quiet = true;
+    else if (a == "--compact-out") o.compactOut = value();
     else if (a == "--help" || a == "-h") {
       usage();
       std::exit(0);
@@ -129,6 +134,9 @@ int main(int argc, char** argv) {
   std::atomic<bool> agentStarted{false};
   int exitCode = 0;
   {
+    // Before the centre, so that no delivery outlives them.
+    LinuxFileSystem files;
+    DaemonConfiguration configuration(files, paths.confPath());
     DbusNotificationCenter center(loop, logger);
     std::mutex printMutex;
     auto show = [&](const DistributedNotification& n) {
@@ -137,7 +145,20 @@ int main(int argc, char** argv) {
                   n.userInfo ? (" userInfo(" + std::to_string(n.userInfo->size()) + " keys)").c_str() : "");
       if (n.name == "startAgent") agentStarted = true;
     };
-    for (const char* name : {"startKext", "startAgent", "stopKext"}) center.addObserver(name, "", show);
+    for (const char* name : {"startKext", "startAgent", "stopKext", "rootPermissions", "xpcOption"})
+      center.addObserver(name, "", show);
+    // The configuration: /etc/halvex.conf written as the daemon must, the compact list kept.
+    for (const char* name : {"writeHalvexConfiguration", "newAppListReceived"}) {
+      center.addObserver(name, "", [&](const DistributedNotification& n) {
+        show(n);
+        configuration.handle(n);
+        if (n.name != "newAppListReceived") return;
+        if (!o.compactOut.empty()) files.writeFileAtomically(o.compactOut, configuration.compactListXml());
+        std::lock_guard lock(printMutex);
+        std::printf("compact %s\n", configuration.compactSummary().c_str());
+      });
+    }
+    if (o.listen > 0) std::printf("ready\n");
 
     try {
       DaemonPeer peer(paths.daemonSocket(), paths.agentSocket());

@@ -1,0 +1,273 @@
+// Export and import of a large configuration (10,000 apps with five entries each, 200 managed
+// folders, 200 global rules) beside libplist's bare serialize and parse of the same documents in
+// the same run, and the resident memory an imported app costs.
+//
+// The encoded file has two layers (an XML array around a binary keyed archive), so its bare
+// baseline is both layers: the archive's tree to binary plus the outer tree to XML, and back.
+
+#include <benchmark/benchmark.h>
+#include <plist/plist.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "agent/Globals.h"
+#include "platform/linux/LinuxProcessControl.h"
+#include "rules/HXApplication.h"
+#include "rules/HXConfiguration.h"
+#include "rules/HXExclusion.h"
+#include "rules/HXManagedRecords.h"
+#include "runtime/AgentLoop.h"
+#include "runtime/PlistIO.h"
+
+using namespace halvex;
+
+namespace {
+
+constexpr int kApps = 10000;
+constexpr int kFolders = 200;
+constexpr int kRules = 200;
+
+class MemoryFileSystem final : public FileSystem {
+ public:
+  bool fileExists(const std::string& path) const override {
+    std::lock_guard lock(mutex_);
+    return files_.count(path) > 0;
+  }
+  bool isDirectory(const std::string&) const override { return false; }
+  bool isExecutable(const std::string&) const override { return false; }
+  std::optional<std::string> readFile(const std::string& path) const override {
+    std::lock_guard lock(mutex_);
+    auto it = files_.find(path);
+    return it == files_.end() ? std::nullopt : std::optional<std::string>(it->second);
+  }
+  bool writeFileAtomically(const std::string& path, const std::string& bytes) override {
+    std::lock_guard lock(mutex_);
+    files_[path] = bytes;
+    return true;
+  }
+  bool removeFile(const std::string& path) override {
+    std::lock_guard lock(mutex_);
+    return files_.erase(path) > 0;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<std::string, std::string> files_;
+};
+
+class QuietCenter final : public DistributedNotificationCenter {
+ public:
+  void postNotificationName(const std::string&, const std::string&, const std::optional<plist::Dictionary>& info) override {
+    benchmark::DoNotOptimize(info);
+  }
+  Token addObserver(const std::string&, const std::string&, Handler) override { return 0; }
+  void removeObserver(Token) override {}
+};
+
+class NoDialogs final : public Dialogs {
+ public:
+  AlertResponse runModal(const AlertDescription&) override { return {}; }
+  void beginSheet(const std::string&, const AlertDescription&, Completion) override {}
+};
+
+struct World {
+  World()
+      : configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processControl, logger, context,
+                                             defaults}) {
+    context.mainLoop = &loop;
+    context.notificationCenter = &globals.notificationCenter;
+    context.fileSystem = &files;
+    configuration.halvexcontroller = &apps;
+    configuration.exclusioncontroller = &exclusions;
+    configuration.recordscontroller = &records;
+  }
+
+  void fill() {
+    for (int i = 0; i < kApps; ++i) {
+      const std::string name = "app" + std::to_string(i);
+      auto app = HXApplication::initWithAppName(context, name + ".app", {name + ".app/"}, true, false,
+                                                "/Applications/" + name + ".app");
+      app->setRule(4);
+      app->appMatches = {"@192.0.2." + std::to_string(i % 250), "#198.51.100.0/24", "@443", "#_range6000:6100",
+                         "@2001:db8::" + std::to_string(i % 9999)};
+      apps.appsLibrary.push_back(app);
+      globals.globalAppsArray.push_back(app);
+    }
+    for (int i = 0; i < kFolders; ++i)
+      globals.globalExclusionsArray.push_back(
+          std::make_shared<HXExclusion>(context, "/opt/folder" + std::to_string(i), i % 2, false, false));
+    for (int i = 0; i < kRules; ++i)
+      globals.globalRecordsArray.push_back(
+          std::make_shared<HXManagedRecords>("10." + std::to_string(i) + ".0.0/16", 1, i % 2));
+    records.recordsLibrary = globals.globalRecordsArray;
+  }
+
+  AgentLoop loop;
+  Globals globals{loop};
+  MemoryFileSystem files;
+  QuietCenter center;
+  NoDialogs dialogs;
+  LinuxProcessControl processControl;
+  std::FILE* sink = std::fopen("/dev/null", "w");
+  LineLogger logger{"bench", 0, sink, sink};
+  RulesContext context;
+  Paths paths{PathEnvironment{}};
+  UserDefaults defaults{files, "/defaults.plist"};
+  AppsLibraryHolder apps;
+  ExclusionsLibraryHolder exclusions;
+  RecordsLibraryHolder records;
+  HXConfiguration configuration;
+};
+
+World& filledWorld() {
+  static World* world = [] {
+    auto* w = new World;
+    w->fill();
+    w->configuration.exportConf("/encoded.plist", true, false, false);
+    w->configuration.exportConf("/plain.plist", false, false, false);
+    return w;
+  }();
+  return *world;
+}
+
+struct PlistFree {
+  void operator()(plist_t p) const { plist_free(p); }
+};
+using Tree = std::unique_ptr<void, PlistFree>;
+
+Tree treeOfXml(const std::string& xml) {
+  plist_t t = nullptr;
+  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &t);
+  return Tree(t);
+}
+
+std::string innerArchive(const std::string& encodedXml) {
+  Tree outer = treeOfXml(encodedXml);
+  plist_t wrapper = plist_array_get_item(outer.get(), 0);
+  plist_t data = plist_dict_get_item(wrapper, "HalvexConfiguration");
+  std::uint64_t length = 0;
+  const char* bytes = plist_get_data_ptr(data, &length);
+  return std::string(bytes, length);
+}
+
+void BM_ExportEncoded(benchmark::State& state) {
+  auto& w = filledWorld();
+  for (auto _ : state) w.configuration.exportConf("/out.plist", true, false, false);
+  state.counters["bytes"] = static_cast<double>(w.files.readFile("/out.plist")->size());
+}
+
+void BM_BareSerializeEncoded(benchmark::State& state) {
+  auto& w = filledWorld();
+  const std::string encoded = *w.files.readFile("/encoded.plist");
+  const std::string archive = innerArchive(encoded);
+  Tree inner;
+  {
+    plist_t t = nullptr;
+    plist_from_bin(archive.data(), static_cast<std::uint32_t>(archive.size()), &t);
+    inner.reset(t);
+  }
+  Tree outer = treeOfXml(encoded);
+  for (auto _ : state) {
+    char* bin = nullptr;
+    std::uint32_t binLength = 0;
+    plist_to_bin(inner.get(), &bin, &binLength);
+    char* xml = nullptr;
+    std::uint32_t xmlLength = 0;
+    plist_to_xml(outer.get(), &xml, &xmlLength);
+    benchmark::DoNotOptimize(bin);
+    benchmark::DoNotOptimize(xml);
+    plist_to_bin_free(bin);
+    plist_to_xml_free(xml);
+  }
+}
+
+void BM_ImportEncoded(benchmark::State& state) {
+  World w;
+  w.files.writeFileAtomically("/encoded.plist", *filledWorld().files.readFile("/encoded.plist"));
+  for (auto _ : state) w.configuration.importConf("/encoded.plist", true);
+  state.counters["apps"] = static_cast<double>(w.globals.globalAppsArray.size());
+}
+
+void BM_BareParseEncoded(benchmark::State& state) {
+  const std::string encoded = *filledWorld().files.readFile("/encoded.plist");
+  for (auto _ : state) {
+    Tree outer = treeOfXml(encoded);
+    plist_t wrapper = plist_array_get_item(outer.get(), 0);
+    std::uint64_t length = 0;
+    const char* bytes = plist_get_data_ptr(plist_dict_get_item(wrapper, "HalvexConfiguration"), &length);
+    plist_t inner = nullptr;
+    plist_from_bin(bytes, static_cast<std::uint32_t>(length), &inner);
+    benchmark::DoNotOptimize(inner);
+    plist_free(inner);
+  }
+}
+
+void BM_ExportPlain(benchmark::State& state) {
+  auto& w = filledWorld();
+  for (auto _ : state) w.configuration.exportConf("/out.plist", false, false, false);
+}
+
+void BM_BareSerializePlain(benchmark::State& state) {
+  Tree tree = treeOfXml(*filledWorld().files.readFile("/plain.plist"));
+  for (auto _ : state) {
+    char* xml = nullptr;
+    std::uint32_t length = 0;
+    plist_to_xml(tree.get(), &xml, &length);
+    benchmark::DoNotOptimize(xml);
+    plist_to_xml_free(xml);
+  }
+}
+
+void BM_ImportPlain(benchmark::State& state) {
+  World w;
+  w.files.writeFileAtomically("/plain.plist", *filledWorld().files.readFile("/plain.plist"));
+  for (auto _ : state) w.configuration.importConf("/plain.plist", true);
+}
+
+void BM_BareParsePlain(benchmark::State& state) {
+  const std::string plain = *filledWorld().files.readFile("/plain.plist");
+  for (auto _ : state) benchmark::DoNotOptimize(treeOfXml(plain));
+}
+
+long residentBytes() {
+  std::ifstream statm("/proc/self/statm");
+  long pages = 0, resident = 0;
+  statm >> pages >> resident;
+  return resident * ::sysconf(_SC_PAGESIZE);
+}
+
+// What one imported app costs in resident memory: an import into an empty world, measured by the
+// growth of the resident set.
+void BM_ResidentMemoryPerApp(benchmark::State& state) {
+  const std::string encoded = *filledWorld().files.readFile("/encoded.plist");
+  double perApp = 0;
+  for (auto _ : state) {
+    auto w = std::make_unique<World>();
+    w->files.writeFileAtomically("/encoded.plist", encoded);
+    const long before = residentBytes();
+    w->configuration.importConf("/encoded.plist", true);
+    const long after = residentBytes();
+    perApp = static_cast<double>(after - before) / kApps;
+  }
+  state.counters["bytes_per_app"] = perApp;
+}
+
+}  // namespace
+
+// First, while the heap holds no freed memory that an import could reuse unseen.
+BENCHMARK(BM_ResidentMemoryPerApp)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_ExportEncoded)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BareSerializeEncoded)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ImportEncoded)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BareParseEncoded)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExportPlain)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BareSerializePlain)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ImportPlain)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BareParsePlain)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

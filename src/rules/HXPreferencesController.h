@@ -1,0 +1,168 @@
+#pragma once
+// The preferences window. Its controls are plain view state; every action reads the control the
+// front end has just changed, writes the variable or the database at once (there is no Apply),
+// and raises `changed`.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "agent/Globals.h"
+#include "platform/Dialogs.h"
+#include "platform/DistributedNotificationCenter.h"
+#include "rules/RuleLibraries.h"
+#include "runtime/Graphics.h"
+#include "runtime/Paths.h"
+#include "runtime/UserDefaults.h"
+
+namespace halvex {
+
+class HXConfiguration;
+
+namespace optionmessages {
+inline constexpr const char* kObject = "it.dovik";
+inline constexpr const char* kRootPermissions = "rootPermissions";
+inline constexpr const char* kXpcOption = "xpcOption";
+}  // namespace optionmessages
+
+// Posts one option message to the daemon: {key: value} under `name`, object "it.dovik".
+void postOptionMessage(DistributedNotificationCenter& center, const char* name, const char* key, bool value);
+
+struct CheckBox {
+  bool state = false;
+  bool enabled = true;
+};
+struct Slider {
+  double value = 0;
+  bool enabled = true;
+};
+struct TextLabel {
+  std::string text;
+};
+struct Matrix {
+  std::int64_t selectedRow = 0;
+  bool enabled = true;
+};
+struct PopUpButton {
+  std::vector<std::string> items;
+  std::string selectedTitle;
+  bool enabled = true;
+};
+struct ColorWell {
+  Color color;
+  bool enabled = true;
+};
+
+struct PreferencesView {
+  bool visible = false;
+  std::string title;
+  // The theme: an appearance name and whether the background is painted white.
+  std::string appearance;
+  bool whiteBackground = false;
+
+  Slider notificationsTimeoutSlider;
+  TextLabel notificationsTimeoutLabel;
+  Slider logTimeoutSlider;
+  TextLabel logTimeoutLabel;
+  CheckBox manageRoot;
+  CheckBox logApps;
+  CheckBox autoUpdateBtn;
+  CheckBox popSoundBtn;
+  PopUpButton soundMenuBtn;
+  Matrix timeoutMatrix;
+  CheckBox timeoutTemporary;
+  CheckBox managexpc;
+  CheckBox logToFile;
+  CheckBox updateRotationBtn;
+  TextLabel logFilePathLabel;
+  CheckBox warnOnLocationChange;
+  CheckBox splashScreen;
+  CheckBox verifySignature;
+  std::int64_t preferencesTabView = 0;  // the selected tab
+  std::int64_t segmCtrl = 0;            // the selected segment
+  Matrix purgeMatrix;
+  CheckBox hideSysBinariesBtn;
+  CheckBox enableDovikInteractionBtn;
+  ColorWell colorw;
+  Matrix themeMatrix;
+  CheckBox displayPopoverBg;
+  CheckBox toggleNotificationsBtn;
+  CheckBox toggleReverseIPAddress;
+};
+
+class HXPreferencesController {
+ public:
+  struct Links {
+    Globals& globals;
+    const Paths& paths;
+    UserDefaults& userDefaults;
+    DistributedNotificationCenter& distributedCenter;
+    Dialogs& dialogs;
+    // Plays a named sound once; empty where there is no sound.
+    std::function<void(const std::string&)> playSound = {};
+    // The log rotation's check (the log subsystem); empty: nothing to check.
+    std::function<void()> checkRotationSettings = {};
+  };
+
+  explicit HXPreferencesController(Links links);
+
+  // Weak links, set by the composition root.
+  HXConfiguration* halvexconfiguration = nullptr;
+  AppsLibraryHolder* halvexcontroller = nullptr;
+  ConnectionLogSwitch* connectioncontroller = nullptr;
+  UpdateTimer* updatecontroller = nullptr;
+
+  PreferencesView view;
+  // Raised after every change of `view`.
+  std::function<void()> changed;
+
+  void openPreferences();
+  void updatePreferencesGUI();
+  void tbGeneral();
+  void tbNotifications();
+  void tbLogs();
+  void tbAppearance();
+  void clickSegmentedControl();
+
+  void changeManageRoot();
+  void changeManageXPC();
+  void changeWarnSwitchConf();
+  void changeVerifySign();
+  void changeHideSysBinaries();
+  void changeDovikInteraction();
+  void changeDisplaySplash();
+  void changeAutoupdate();
+  void changeNotifSound();
+  void selectSound();
+  void changeNotifTimeout();
+  void changeLogsTimeout();
+  void changeExpireBehavior();
+  void changeLogToFile();
+  void changeThemeMatrix();
+  void changeDisplayPopoverBg();
+  void setNotificationBackgroundColor();
+  void restoreDefaultNotificationBackgroundColor();
+  void clickVerifySignatureBtn();
+  void resetUserDefaults();
+
+  void sendToDaemonManageRootOption();
+  void sendToDaemonManageXPCOption();
+  // Drops from the library every app whose path lies inside an XPC service, unless an alert is on
+  // screen; globalAppsArray follows.
+  void removeAllXPCServices();
+  // On the synchronised queue: the signature facts of every app afresh, the library copied to
+  // globalAppsArray, and the configuration sent.
+  void updateManagedAppsSignatures();
+
+  static constexpr const char* kWindow = "prefsWindow";
+
+ private:
+  void selectTab(std::int64_t index);
+  void applyTheme();
+  void notify();
+
+  Links links_;
+};
+
+}  // namespace halvex

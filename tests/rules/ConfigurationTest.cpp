@@ -1,0 +1,328 @@
+#include <gtest/gtest.h>
+
+#include "rules/ConfigurationWorld.h"
+#include "runtime/KeyedArchive.h"
+
+namespace halvex {
+namespace {
+
+using plist::Array;
+using plist::Dictionary;
+using plist::Value;
+using test::ConfigurationWorld;
+
+Value appRecord(const std::string& name, const std::string& path, bool bundle, std::int64_t state,
+                Array matches = {}) {
+  return Value(Dictionary{{"HalvexClassName", Value("HXApplication")},
+                          {"appName", Value(name)},
+                          {"appPath", Value(path)},
+                          {"appBinaries", Value(Array{Value(name)})},
+                          {"appIsBundle", Value(bundle)},
+                          {"appIsBlockedOrAllowed", Value(state)},
+                          {"appMatches", Value(std::move(matches))}});
+}
+
+std::string xmlOf(Array records) { return plist::toXml(Value(std::move(records))); }
+
+std::string encodedFileOf(const Array& records) {
+  return plist::toXml(Value(Array{Value(encodedConfiguration(records, "9.9"))}));
+}
+
+const Array& arrayAt(const Dictionary& d, const char* key) { return *d.find(key)->asArray(); }
+
+class ConfigurationTest : public ::testing::Test {
+ protected:
+  ConfigurationWorld w;
+};
+
+TEST_F(ConfigurationTest, SendConfPostsTheWholeCompactListWithExactlyItsThreeKeys) {
+  w.configuration.sendConf();
+  auto sent = w.posted("newAppListReceived");
+  ASSERT_EQ(sent.size(), 1u) << "an empty library still sends one message";
+  EXPECT_EQ(sent[0].object, "it.dovik");
+  EXPECT_EQ(sent[0].userInfo->keys(), (std::vector<std::string>{"AppList", "ExclusionList", "RecordList"}));
+  EXPECT_TRUE(arrayAt(*sent[0].userInfo, "AppList").empty());
+
+  auto timed = w.addApp("curl", "/usr/bin/curl", 4, {"@10.0.0.1"});
+  timed->appHasTimer = true;
+  w.addApp("gone", "/opt/gone", 1);
+  w.addFolder("/usr/sbin", 0, true);
+  w.addGlobalRule("10.0.0.0/8", 1, 1);
+  w.configuration.sendConf();
+  const auto lists = w.posted("newAppListReceived");
+  const Dictionary& list = *lists.back().userInfo;
+  const auto& apps = arrayAt(list, "AppList");
+  ASSERT_EQ(apps.size(), 2u) << "timed apps and apps that no longer exist are sent";
+  EXPECT_EQ(*apps[0].asDictionary(), (Dictionary{{"appBinaries", Value(Array{Value("curl")})},
+                                                 {"appIsBlockedOrAllowed", Value(std::int64_t{4})},
+                                                 {"appMatches", Value(Array{Value("@10.0.0.1")})}}));
+  EXPECT_EQ(*arrayAt(list, "ExclusionList")[0].asDictionary(),
+            (Dictionary{{"path", Value("/usr/sbin")}, {"rule", Value(std::int64_t{0})}}))
+      << "built-in folders are sent";
+  EXPECT_EQ(*arrayAt(list, "RecordList")[0].asDictionary(),
+            (Dictionary{{"record", Value("10.0.0.0/8")}, {"rule", Value(std::int64_t{1})}, {"type", Value(std::int64_t{1})}}));
+
+  w.configuration.halvexcontroller = nullptr;
+  const auto before = w.posted("newAppListReceived").size();
+  w.configuration.sendConf();
+  EXPECT_EQ(w.posted("newAppListReceived").size(), before) << "no library, no message";
+}
+
+TEST_F(ConfigurationTest, ExportWritesThePlainOrTheEncodedFormOrHandsItToTheDaemon) {
+  w.addFolder("/Applications/Jail", 1);
+  w.addFolder("/usr/sbin", 0, true);
+  w.addGlobalRule("443", 2, 0);
+  w.addApp("Foo.app", "/Applications/Foo.app", 3, {"@1.2.3.4"}, true);
+  w.addApp("timed", "/usr/bin/timed", 0)->appHasTimer = true;
+
+  w.configuration.exportConf("/tmp/plain.plist", false, true, false);  // sendDaemon has no effect
+  const Value plain = w.fileValue("/tmp/plain.plist");
+  ASSERT_TRUE(plain.asArray());
+  std::vector<std::string> classes;
+  for (const auto& r : *plain.asArray()) classes.push_back(*r.asDictionary()->find("HalvexClassName")->asString());
+  EXPECT_EQ(classes, (std::vector<std::string>{"HXPreferences", "HXExclusion", "HXManagedRecords", "HXApplication"}))
+      << "preferences, folders, global rules, apps; no built-in folder, no timed app";
+  EXPECT_TRUE(w.posted("writeHalvexConfiguration").empty());
+
+  w.configuration.exportConf("/tmp/encoded.plist", true, false, false);
+  const Value encoded = w.fileValue("/tmp/encoded.plist");
+  ASSERT_TRUE(encoded.asArray());
+  ASSERT_EQ(encoded.asArray()->size(), 1u);
+  const Dictionary& wrapper = *(*encoded.asArray())[0].asDictionary();
+  EXPECT_EQ(*wrapper.find("HalvexClassName")->asString(), "HalvexConfiguration");
+  EXPECT_EQ(*wrapper.find("HalvexVersion")->asString(), w.globals.version);
+  auto inner = keyedarchive::unarchiveObjectWithData(*wrapper.find("HalvexConfiguration")->asData());
+  ASSERT_TRUE(std::holds_alternative<Value>(inner));
+  EXPECT_EQ(std::get<Value>(inner), plain) << "the archive holds the same records as the plain form";
+
+  w.configuration.exportConf("_", true, true, false);
+  EXPECT_FALSE(w.files.fileExists("_"));
+  const auto sent = w.posted("writeHalvexConfiguration");
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].object, "it.halvex.writeHalvexConfiguration");
+  EXPECT_EQ(*sent[0].userInfo, wrapper);
+  EXPECT_TRUE(w.defaults.colorForKey("color0")) << "an export stores the label colours in the database";
+}
+
+TEST_F(ConfigurationTest, TheExitFormRunsOnTheCallersThreadWhileTheQueueIsHeld) {
+  w.globals.synchronizedNotification.suspend();
+  w.configuration.exportConf("_", true, true, true);
+  EXPECT_EQ(w.posted("writeHalvexConfiguration").size(), 1u);
+  w.globals.synchronizedNotification.resume();
+}
+
+TEST_F(ConfigurationTest, PlainAndEncodedFilesRestoreTheSameLibrary) {
+  w.addFolder("/Applications/Jail", 1);
+  w.addGlobalRule("fe80::/10", 1, 0);
+  w.addApp("Foo.app", "/Applications/Foo.app", 2, {"#8.8.8.8"}, true);
+  w.addApp("curl", "/usr/bin/curl", 4, {"@443", "#_range1:2"});
+  w.globals.enableNotifications = true;
+  w.globals.preferences.updateConfiguration([](ConfigurationPreferences& p) { p.quietTime = 45; });
+  w.configuration.exportConf("/p.plist", false, false, false);
+  w.configuration.exportConf("/e.plist", true, false, false);
+
+  std::vector<std::string> results;
+  for (const char* path : {"/p.plist", "/e.plist"}) {
+    ConfigurationWorld other;
+    other.files.addFile(path, w.files.readFile(path));
+    other.configuration.importConf(path, false);
+    EXPECT_TRUE(other.globals.enableNotifications);
+    EXPECT_EQ(other.globals.preferences.configuration().quietTime, 45);
+    other.configuration.exportConf("/again.plist", false, false, false);
+    results.push_back(*other.files.readFile("/again.plist"));
+    EXPECT_EQ(other.apps.appsLibrary, other.globals.globalAppsArray) << "library and mirror hold the same objects";
+    EXPECT_EQ(other.records.recordsLibrary, other.globals.globalRecordsArray);
+  }
+  EXPECT_EQ(results[0], results[1]);
+  EXPECT_EQ(results[0], *w.files.readFile("/p.plist")) << "export, import, export is the identity";
+}
+
+TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries) {
+  w.files.addDirectory("/Applications/Bar.app");
+  w.bundles.names["/Applications/Bar.app"] = "Bar Deluxe";
+  w.files.addFile("/conf", xmlOf({appRecord("Foo.app", "/Applications/Foo.app/Contents/MacOS/Foo", true, 0,
+                                            Array{Value("@1.1.1.1")}),
+                                  appRecord("tool", "/Applications/Foo.app/Contents/MacOS/Foo", false, 1),
+                                  appRecord("Bar.app", "/Applications/Bar.app", true, 4),
+                                  appRecord("Odd", "//opt//odd//bin", true, 7)}));
+  w.addApp("old", "/old", 0);
+  w.configuration.importConf("/conf", true);
+
+  ASSERT_EQ(w.appNames(), (std::vector<std::string>{"Foo.app", "tool", "Bar.app", "Odd"}));
+  const auto& a = w.globals.globalAppsArray;
+  EXPECT_EQ(a[0]->appPath, "/Applications/Foo.app") << "a bundle path inside the bundle is repaired";
+  EXPECT_EQ(a[1]->appPath, "/Applications/Foo.app/Contents/MacOS/Foo") << "not a bundle: kept";
+  EXPECT_EQ(a[3]->appPath, "/opt/odd/bin") << "no .app component: kept whole, cleaned of double slashes";
+  EXPECT_EQ(a[0]->appMatches, std::vector<std::string>{"@1.1.1.1"}) << "entries under a pure state stay";
+  EXPECT_EQ(a[0]->appLocalizedName.text, "Foo") << "a bundle that no longer exists shows its name less .app";
+  EXPECT_EQ(a[2]->appLocalizedNameCentered.text, "Bar Deluxe") << "an existing bundle shows its display name";
+  EXPECT_EQ(a[2]->appName, "Bar.app");
+  EXPECT_TRUE(a[2]->appIsYellow);
+  EXPECT_TRUE(a[1]->appIsBlocked);
+  EXPECT_EQ(a[3]->appIsBlockedOrAllowed, 7);
+  EXPECT_EQ(w.apps.appsLibrary.size(), 4u) << "the earlier library is replaced, not merged";
+}
+
+TEST_F(ConfigurationTest, ImportReplacesFoldersAndRulesAndEndsWithTheMessagesInOrder) {
+  w.addFolder("/stale", 0);
+  w.addGlobalRule("1.1.1.1", 0, 1);
+  w.files.addFile("/conf", xmlOf({Value(Dictionary{{"HalvexClassName", Value("HXExclusion")},
+                                                   {"path", Value("/")},
+                                                   {"rule", Value(std::int64_t{1})},
+                                                   {"ignored", Value(true)}}),
+                                  Value(Dictionary{{"HalvexClassName", Value("HXManagedRecords")},
+                                                   {"record", Value("80")},
+                                                   {"type", Value(std::int64_t{2})},
+                                                   {"rule", Value(std::int64_t{0})}}),
+                                  Value(Dictionary{{"HalvexClassName", Value("SomethingNew")}, {"x", Value(1)}})}));
+  w.globals.enableNotifications = true;
+  w.configuration.importConf("/conf", false);
+
+  ASSERT_EQ(w.globals.globalExclusionsArray.size(), 1u);
+  EXPECT_EQ(w.globals.globalExclusionsArray[0]->path, "/");
+  EXPECT_TRUE(w.globals.globalExclusionsArray[0]->ignored);
+  EXPECT_EQ(w.exclusions.exlusionsLibrary, w.globals.globalExclusionsArray);
+  ASSERT_EQ(w.globals.globalRecordsArray.size(), 1u);
+  EXPECT_EQ(w.globals.globalRecordsArray[0]->record, "80");
+  EXPECT_FALSE(w.globals.enableNotifications) << "a file without preferences leaves alerts off";
+  EXPECT_TRUE(w.dialogs.shown().empty()) << "no preferences record, no question";
+  EXPECT_EQ(w.center.postedNames(), (std::vector<std::string>{"newAppListReceived", "rootPermissions", "xpcOption"}));
+  EXPECT_FALSE(w.configuration.progr.hidden);
+  w.loop.runPending();
+  EXPECT_TRUE(w.configuration.progr.hidden) << "the progress indicator stops on the main loop";
+}
+
+TEST_F(ConfigurationTest, PreferencesFollowTheirAbsentRulesAndTheLocationOddity) {
+  w.globals.preferences.updateConfiguration([](ConfigurationPreferences& p) {
+    p.quietTime = 33;
+    p.presetLocationID = "earlier";
+    p.quietMaxTime = 90;
+  });
+  w.globals.isLocked = true;
+  w.globals.loggaSuFile = true;
+  auto record = Dictionary{{"HalvexClassName", Value("HXPreferences")},
+                           {"automaticXPC", Value(true)},
+                           {"quietMaxTime", Value(5.0)},
+                           {"autoupdate", Value(true)},
+                           {"presetDescription", Value("a description")},
+                           {"presetLocationID", Value("LOCATION-UUID")},
+                           {"notificationsTimeOut", Value(std::int64_t{30})}};
+  w.files.addFile("/conf", xmlOf({Value(record)}));
+  w.configuration.importConf("/conf", true);
+  const auto p = w.globals.preferences.configuration();
+  EXPECT_FALSE(p.popSound) << "absent popSound turns the sound off";
+  EXPECT_EQ(p.soundName, "Morse") << "absent soundName is Morse, unlike a fresh agent's Bottle";
+  EXPECT_EQ(ConfigurationPreferences{}.soundName, "Bottle");
+  EXPECT_EQ(p.quietTime, 33) << "absent quietTime keeps the running value";
+  EXPECT_EQ(p.quietMaxTime, 90) << "quietMaxTime is never read";
+  EXPECT_FALSE(w.globals.preferences.user().autoUpdate) << "autoupdate is never read";
+  EXPECT_EQ(p.notificationsTimeOut, 30);
+  EXPECT_EQ(p.presetDescription, "LOCATION-UUID");
+  EXPECT_EQ(p.presetLocationID, "earlier");
+  EXPECT_FALSE(w.globals.isLocked);
+  EXPECT_FALSE(w.globals.loggaSuFile);
+  EXPECT_TRUE(p.passAppWhenNotificationExpires);
+  EXPECT_TRUE(w.globals.automaticXPC);
+}
+
+TEST_F(ConfigurationTest, AnOldConfigurationAsksAboutAutomaticXpcAndEnableRemovesServices) {
+  const Array records{Value(Dictionary{{"HalvexClassName", Value("HXPreferences")}}),
+                      appRecord("helper.xpc", "/Applications/A.app/Contents/XPCServices/helper.xpc/Contents/MacOS/h",
+                                false, 0),
+                      appRecord("curl", "/usr/bin/curl", false, 0)};
+  for (const int button : {1001, 1000}) {
+    ConfigurationWorld world;
+    world.files.addFile("/conf", encodedFileOf(records));
+    world.dialogs.script({button, false});
+    world.configuration.importConf("/conf", true);
+    EXPECT_FALSE(world.globals.automaticXPC) << "the import itself sets it false";
+    world.loop.runPending();
+    ASSERT_EQ(world.dialogs.shown().size(), 1u);
+    EXPECT_EQ(world.dialogs.shown()[0].messageText, "Enable automatic XPC services management?");
+    EXPECT_EQ(world.dialogs.shown()[0].buttons, (std::vector<std::string>{"Enable", "Keep disabled"}));
+    world.loop.runPending();
+    world.globals.synchronizedNotification.sync([] {});
+    const auto xpc = world.posted("xpcOption");
+    if (button == 1000) {
+      EXPECT_TRUE(world.globals.automaticXPC);
+      EXPECT_EQ(world.appNames(), std::vector<std::string>{"curl"});
+      ASSERT_EQ(xpc.size(), 2u);
+      EXPECT_EQ(xpc.back().userInfo, (Dictionary{{"automaticXPC", Value(true)}}));
+    } else {
+      EXPECT_FALSE(world.globals.automaticXPC);
+      EXPECT_EQ(world.appNames().size(), 2u);
+      EXPECT_EQ(xpc.size(), 1u);
+    }
+  }
+}
+
+TEST_F(ConfigurationTest, OnlyASingleWrapperIsUnpacked) {
+  const Array inner{appRecord("curl", "/usr/bin/curl", false, 0)};
+  const Value wrapper(encodedConfiguration(inner, "1"));
+  w.files.addFile("/two", plist::toXml(Value(Array{wrapper, wrapper})));
+  w.addApp("kept-until-import", "/x", 0);
+  w.configuration.importConf("/two", true);
+  EXPECT_TRUE(w.appNames().empty()) << "two wrappers: their records are skipped and the library empties";
+
+  w.files.addFile("/one", plist::toXml(Value(Array{wrapper})));
+  w.configuration.importConf("/one", true);
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"curl"});
+}
+
+TEST_F(ConfigurationTest, AMissingFileChangesNothingAndALaunchFallsBackToTheFirstRunDefaults) {
+  w.addApp("curl", "/usr/bin/curl", 1);
+  w.configuration.importConf("/nothing/here", true);
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"curl"});
+  EXPECT_TRUE(w.center.posted().empty());
+
+  w.files.addFile("/res/preset0.plist", xmlOf({appRecord("fromPreset", "/p", false, 0)}));
+  w.configuration.loadConfiguration();
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"fromPreset"});
+  w.files.addFile("/root/etc/halvex.conf", xmlOf({appRecord("fromConf", "/c", false, 0)}));
+  w.configuration.loadConfiguration();
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"fromConf"});
+  EXPECT_EQ(w.posted("newAppListReceived").size(), 2u) << "each load ends with sendConf";
+}
+
+TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
+  auto noPath = appRecord("curl", "/usr/bin/curl", false, 0);
+  noPath.asDictionary()->erase("appPath");
+  auto stateAsText = appRecord("curl", "/usr/bin/curl", false, 0);
+  stateAsText.asDictionary()->set("appIsBlockedOrAllowed", Value("1"));
+  const std::vector<std::pair<std::string, std::string>> bad{
+      {xmlOf({noPath}), "appPath is missing"},
+      {xmlOf({stateAsText}), "appIsBlockedOrAllowed is a string"},
+      {xmlOf({Value(Dictionary{{"HalvexClassName", Value("HXExclusion")}, {"path", Value("/")}})}), "rule"},
+      {xmlOf({Value(Dictionary{{"HalvexClassName", Value("HXPreferences")}, {"quietTime", Value("long")}})}),
+       "quietTime"},
+      {plist::toXml(Value(Dictionary{})), "not an array"},
+      {xmlOf({Value("a string")}), "not a dictionary"},
+      {"garbage", "not a property list"},
+      {plist::toXml(Value(Array{Value(Dictionary{{"HalvexClassName", Value("HalvexConfiguration")},
+                                                 {"HalvexConfiguration", Value(plist::Data{{1, 2, 3}})}})})),
+       "archived configuration"},
+  };
+  w.addApp("precious", "/usr/bin/precious", 1);
+  for (const auto& [bytes, why] : bad) {
+    w.files.addFile("/bad", bytes);
+    try {
+      w.configuration.importConf("/bad", true);
+      ADD_FAILURE() << "imported: " << why;
+    } catch (const test::ProcessAborted& e) {
+      EXPECT_NE(std::string(e.what()).find(why), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find("/bad"), std::string::npos);
+    }
+  }
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"precious"});
+  EXPECT_TRUE(w.center.posted().empty()) << "nothing reached the daemon";
+  EXPECT_NE(w.logText().find("is malformed"), std::string::npos) << "the reason is in the log";
+}
+
+TEST_F(ConfigurationTest, ACustomPresetNotificationImportsItsPath) {
+  w.files.addFile("/shared/mine.plist", encodedFileOf({appRecord("mine", "/m", false, 1)}));
+  w.globals.notificationCenter.post("loadCustomPreset", Dictionary{{"presetPath", Value("/shared/mine.plist")}});
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"mine"});
+}
+
+}  // namespace
+}  // namespace halvex

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include "rules/ConfigurationWorld.h"
+
+namespace halvex {
+namespace {
+
+using plist::Dictionary;
+using plist::Value;
+using test::ConfigurationWorld;
+
+class PreferencesTest : public ::testing::Test {
+ protected:
+  ConfigurationWorld w;
+  HXPreferencesController& prefs = w.preferences;
+};
+
+TEST_F(PreferencesTest, ReadUserDefaultsTakesOnlyTheKeysThatExist) {
+  w.configuration.readUserDefaults();
+  const auto fresh = w.globals.preferences.user();
+  EXPECT_EQ(fresh.colors.color0, Color::rgba(0, 0.8, 0, 1));
+  EXPECT_EQ(fresh.currentTheme, 2);
+  EXPECT_TRUE(fresh.displaySplashScreenAtStart);
+  EXPECT_FALSE(fresh.mainWindowHeight);
+
+  w.defaults.setColor("color1", Color::blackColor());
+  w.defaults.setInteger("currentTheme", 0);
+  w.defaults.setBool("verifySignatures", true);
+  w.defaults.setBool("displaySplashScreenAtStart", false);
+  w.defaults.setBool("displayAlertWhenSwitchingLocationAwarenessPreset", false);
+  w.defaults.setObject("mainWindowHeight", Value("tall"));
+  w.configuration.readUserDefaults();
+  const auto u = w.globals.preferences.user();
+  EXPECT_EQ(u.colors.color1, Color::blackColor());
+  EXPECT_EQ(u.colors.color2, Color::orangeColor());
+  EXPECT_EQ(u.currentTheme, 0);
+  EXPECT_TRUE(u.verifySignatures);
+  EXPECT_FALSE(u.displaySplashScreenAtStart);
+  EXPECT_FALSE(u.mainWindowHeight) << "a height that is no number is ignored";
+  EXPECT_FALSE(w.globals.preferences.configuration().displayAlertWhenSwitchingLocationAwarenessPreset);
+}
+
+TEST_F(PreferencesTest, ResetRestoresEightWarningsButNotTheThemeNorAutoUpdate) {
+  for (const auto& key : preferencekeys::warningKeys()) w.defaults.setBool(key, true);
+  w.defaults.setBool("autoUpdate", true);
+  prefs.resetUserDefaults();
+  for (const auto& key : preferencekeys::warningKeys())
+    EXPECT_EQ(w.defaults.contains(key), key == preferencekeys::kChangingTheme) << key;
+  EXPECT_EQ(w.defaults.boolForKey("autoUpdate"), true);
+  ASSERT_EQ(w.dialogs.shown().size(), 1u);
+  EXPECT_EQ(w.dialogs.shown()[0].informativeText, "All warnings has been restored");
+
+  prefs.view.themeMatrix.selectedRow = 1;
+  prefs.changeThemeMatrix();
+  EXPECT_EQ(w.dialogs.shown().size(), 1u) << "the theme warning stays suppressed";
+  EXPECT_EQ(w.defaults.integerForKey("currentTheme"), 1);
+}
+
+TEST_F(PreferencesTest, TheThemeWarningIsSuppressedByItsCheckBox) {
+  w.dialogs.script({1000, true});
+  prefs.view.themeMatrix.selectedRow = 0;
+  prefs.changeThemeMatrix();
+  w.loop.runPending();
+  EXPECT_EQ(w.defaults.boolForKey(preferencekeys::kChangingTheme), true);
+  prefs.changeThemeMatrix();
+  EXPECT_EQ(w.dialogs.shown().size(), 1u);
+}
+
+TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServices) {
+  w.addApp("svc", "/Applications/A.app/Contents/XPCServices/svc.xpc/Contents/MacOS/svc", 0);
+  w.addApp("curl", "/usr/bin/curl", 0);
+  prefs.view.manageRoot.state = false;
+  prefs.changeManageRoot();
+  ASSERT_EQ(w.posted("rootPermissions").size(), 1u);
+  EXPECT_EQ(w.posted("rootPermissions")[0].object, "it.dovik");
+  EXPECT_EQ(w.posted("rootPermissions")[0].userInfo, (Dictionary{{"prefsBlockRoot", Value(false)}}));
+  EXPECT_FALSE(w.globals.preferences.configuration().prefsBlockRoot);
+
+  prefs.view.managexpc.state = false;
+  prefs.changeManageXPC();
+  EXPECT_EQ(w.apps.appsLibrary.size(), 2u) << "turning off only sends the message";
+  w.globals.notificationOnScreen = true;
+  prefs.view.managexpc.state = true;
+  prefs.changeManageXPC();
+  EXPECT_EQ(w.apps.appsLibrary.size(), 2u) << "not while an alert is on screen";
+  w.globals.notificationOnScreen = false;
+  prefs.changeManageXPC();
+  w.globals.synchronizedNotification.sync([] {});
+  EXPECT_EQ(w.appNames(), std::vector<std::string>{"curl"});
+  EXPECT_EQ(w.apps.appsLibrary.size(), 1u);
+  const auto xpc = w.posted("xpcOption");
+  ASSERT_EQ(xpc.size(), 3u);
+  EXPECT_EQ(xpc[0].userInfo, (Dictionary{{"automaticXPC", Value(false)}}));
+  EXPECT_EQ(xpc[2].userInfo, (Dictionary{{"automaticXPC", Value(true)}}));
+}
+
+TEST_F(PreferencesTest, VerifyingSignaturesRefreshesAndResendsUnlessAnAlertIsOpen) {
+  w.addApp("curl", "/usr/bin/curl", 0);
+  w.globals.notificationOnScreen = true;
+  prefs.view.verifySignature.state = true;
+  prefs.changeVerifySign();
+  w.globals.synchronizedNotification.sync([] {});
+  EXPECT_EQ(w.defaults.boolForKey("verifySignatures"), true) << "saved all the same";
+  EXPECT_TRUE(w.posted("newAppListReceived").empty());
+  w.globals.notificationOnScreen = false;
+  prefs.clickVerifySignatureBtn();
+  w.globals.synchronizedNotification.sync([] {});
+  EXPECT_EQ(w.posted("newAppListReceived").size(), 1u);
+}
+
+TEST_F(PreferencesTest, TheWindowShowsTheSettingsAndItsActionsWriteThemBack) {
+  prefs.openPreferences();
+  EXPECT_TRUE(prefs.view.visible);
+  EXPECT_EQ(prefs.view.title, "General Preferences");
+  EXPECT_EQ(prefs.view.appearance, "NSAppearanceNameAqua");
+  EXPECT_EQ(prefs.view.notificationsTimeoutLabel.text, "60");
+  EXPECT_FALSE(prefs.view.notificationsTimeoutSlider.enabled) << "alerts are off: their tab is disabled";
+  EXPECT_FALSE(prefs.view.logToFile.enabled) << "logging is off";
+  EXPECT_EQ(prefs.view.soundMenuBtn.selectedTitle, "Bottle");
+  EXPECT_EQ(prefs.view.timeoutMatrix.selectedRow, 1);
+  EXPECT_EQ(prefs.view.logFilePathLabel.text, "Log file path: /home/u/.local/state/halvex/halvex.log");
+
+  prefs.view.segmCtrl = 2;
+  prefs.clickSegmentedControl();
+  EXPECT_EQ(prefs.view.preferencesTabView, 2);
+  EXPECT_EQ(prefs.view.title, "Logs Preferences");
+  prefs.tbAppearance();
+  EXPECT_EQ(prefs.view.title, "Appearance Preferences");
+
+  prefs.view.notificationsTimeoutSlider.value = 42.7;
+  prefs.changeNotifTimeout();
+  prefs.view.timeoutMatrix.selectedRow = 0;
+  prefs.view.timeoutTemporary.state = false;
+  prefs.changeExpireBehavior();
+  prefs.view.soundMenuBtn.selectedTitle = "Glass";
+  prefs.selectSound();
+  const auto p = w.globals.preferences.configuration();
+  EXPECT_EQ(p.notificationsTimeOut, 42.0);
+  EXPECT_EQ(prefs.view.notificationsTimeoutLabel.text, "42");
+  EXPECT_FALSE(p.passAppWhenNotificationExpires);
+  EXPECT_FALSE(p.passOrBlockTemp);
+  EXPECT_EQ(p.soundName, "Glass");
+  EXPECT_FALSE(w.defaults.contains("soundName")) << "a configuration setting is not a default";
+
+  prefs.view.hideSysBinariesBtn.state = true;
+  prefs.changeHideSysBinaries();
+  EXPECT_EQ(w.apps.filterPredicate, std::optional<std::string>("self.appIsSystemBinary == 0"));
+  prefs.view.hideSysBinariesBtn.state = false;
+  prefs.changeHideSysBinaries();
+  EXPECT_FALSE(w.apps.filterPredicate);
+  prefs.view.colorw.color = Color::yellowColor();
+  prefs.setNotificationBackgroundColor();
+  EXPECT_EQ(w.defaults.colorForKey("bgColor"), Color::yellowColor());
+  prefs.restoreDefaultNotificationBackgroundColor();
+  EXPECT_EQ(prefs.view.colorw.color, UserPreferences::windowBackgroundColor());
+}
+
+}  // namespace
+}  // namespace halvex

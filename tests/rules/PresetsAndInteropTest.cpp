@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "rules/ConfigurationWorld.h"
+
+namespace halvex {
+namespace {
+
+using test::ConfigurationWorld;
+
+std::string readDisk(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+struct Imported {
+  bool alerts;
+  std::vector<std::pair<std::string, std::int64_t>> folders;
+  std::size_t apps;
+  std::size_t rules;
+};
+
+Imported importPreset(const std::string& name) {
+  ConfigurationWorld w;
+  const std::string path = std::string(HALVEX_SOURCE_RESOURCES) + "/" + name + ".plist";
+  const std::string bytes = readDisk(path);
+  EXPECT_FALSE(bytes.empty()) << path;
+  w.files.addFile("/res/" + name + ".plist", bytes);
+  w.globals.enableNotifications = !w.globals.enableNotifications;  // the import must decide
+  w.configuration.importConf("/res/" + name + ".plist", true);
+  w.loop.runPending();
+  EXPECT_TRUE(w.dialogs.shown().empty()) << name << " is a current configuration: no question";
+  EXPECT_TRUE(w.globals.automaticXPC);
+  Imported out{w.globals.enableNotifications, {}, w.globals.globalAppsArray.size(), w.globals.globalRecordsArray.size()};
+  for (const auto& e : w.globals.globalExclusionsArray) out.folders.emplace_back(e->path, e->rule);
+  return out;
+}
+
+using Folders = std::vector<std::pair<std::string, std::int64_t>>;
+
+TEST(PresetsTest, EachStockConfigurationDoesWhatItsStrategyPromises) {
+  // Every app passes and is learnt into the view: nothing managed, alerts off.
+  auto p0 = importPreset("preset0");
+  EXPECT_FALSE(p0.alerts);
+  EXPECT_TRUE(p0.folders.empty());
+  // Every app passes through the folder "/" (the daemon's last resort) and none is shown.
+  auto p1 = importPreset("preset1");
+  EXPECT_FALSE(p1.alerts);
+  EXPECT_EQ(p1.folders, (Folders{{"/", 0}}));
+  // Everything blocked, silently.
+  auto p3 = importPreset("preset3");
+  EXPECT_FALSE(p3.alerts);
+  EXPECT_EQ(p3.folders, (Folders{{"/", 1}}));
+  // Every app asks.
+  auto p4 = importPreset("preset4");
+  EXPECT_TRUE(p4.alerts);
+  EXPECT_TRUE(p4.folders.empty());
+  // Asks, with the system folders passed.
+  auto p5 = importPreset("preset5");
+  EXPECT_TRUE(p5.alerts);
+  EXPECT_EQ(p5.folders, (Folders{{"/System", 0}, {"/usr/sbin", 0}, {"/usr/libexec", 0}}));
+  // Passes all, while the apps the user adds (checked before folders) can block or ask.
+  auto p7 = importPreset("preset7");
+  EXPECT_TRUE(p7.alerts);
+  EXPECT_EQ(p7.folders, (Folders{{"/", 0}}));
+  for (const auto& p : {p0, p1, p3, p4, p5, p7}) {
+    EXPECT_EQ(p.apps, 0u);
+    EXPECT_EQ(p.rules, 0u);
+  }
+}
+
+// Runs a Python program over plistlib; answers its standard output.
+std::string python(const std::string& program) {
+  const auto dir = std::filesystem::temp_directory_path() / ("halvex-py-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" + std::to_string(std::rand()));
+  std::filesystem::create_directories(dir);
+  const auto script = dir / "p.py";
+  std::ofstream(script) << program;
+  std::string out;
+  if (FILE* p = ::popen(("python3 " + script.string() + " 2>&1").c_str(), "r")) {
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
+    ::pclose(p);
+  }
+  std::filesystem::remove_all(dir);
+  return out;
+}
+
+TEST(InteropTest, PlistlibReadsWhatTheAgentWritesAndTheAgentImportsWhatPlistlibWrites) {
+  const auto dir = std::filesystem::temp_directory_path() / ("halvex-interop-" + std::to_string(std::rand()));
+  std::filesystem::create_directories(dir);
+  ConfigurationWorld w;
+  w.addApp("Foo.app", "/Applications/Foo.app", 4, {"@10.0.0.1", "#443"}, true);
+  w.addFolder("/opt/jail", 1);
+  w.addGlobalRule("10.0.0.0/8", 1, 0);
+  w.configuration.exportConf("/encoded", true, false, false);
+  w.configuration.exportConf("/plain", false, false, false);
+  std::ofstream(dir / "encoded.plist") << *w.files.readFile("/encoded");
+  std::ofstream(dir / "plain.plist") << *w.files.readFile("/plain");
+  std::ofstream(dir / "defaults.plist") << *w.files.readFile(w.paths.defaultsFile());
+
+  const std::string d = dir.string();
+  const auto out = python(R"(
+import plistlib
+d = ')" + d + R"('
+enc = plistlib.load(open(d + '/encoded.plist', 'rb'))
+arc = plistlib.loads(enc[0]['HalvexConfiguration'])
+assert arc['$archiver'] == 'NSKeyedArchiver' and arc['$version'] == 100000
+objs = arc['$objects']
+def dec(u):
+    o = objs[u.data]
+    if isinstance(o, dict) and '$class' in o:
+        cls = objs[o['$class'].data]['$classname']
+        if cls == 'NSArray': return [dec(x) for x in o['NS.objects']]
+        if cls == 'NSDictionary': return {dec(k): dec(v) for k, v in zip(o['NS.keys'], o['NS.objects'])}
+    return o
+records = dec(arc['$top']['root'])
+plain = plistlib.load(open(d + '/plain.plist', 'rb'))
+assert records == plain, 'archive and plain form differ'
+print([r['HalvexClassName'] for r in plain])
+app = plain[-1]
+print(app['appName'], app['appIsBlockedOrAllowed'], app['appMatches'], app['appIsBundle'] is True)
+print(type(plain[0]['quietTime']).__name__, type(plain[0]['notificationDefaultTime']).__name__)
+color = plistlib.loads(plistlib.load(open(d + '/defaults.plist', 'rb'))['color1'])
+print(color['$archiver'])
+recs = [
+  {'HalvexClassName': 'HXPreferences', 'automaticXPC': True, 'enableNotifications': True, 'quietTime': 12.0},
+  {'HalvexClassName': 'HXExclusion', 'path': '/', 'rule': 1, 'ignored': False},
+  {'HalvexClassName': 'HXApplication', 'appName': 'py', 'appPath': '/usr/bin/py', 'appBinaries': ['py'],
+   'appIsBundle': False, 'appIsBlockedOrAllowed': 2, 'appMatches': ['#1.2.3.4']},
+]
+plistlib.dump(recs, open(d + '/py.xml', 'wb'), fmt=plistlib.FMT_XML)
+plistlib.dump(recs, open(d + '/py.bin', 'wb'), fmt=plistlib.FMT_BINARY)
+)");
+  EXPECT_EQ(out,
+            "['HXPreferences', 'HXExclusion', 'HXManagedRecords', 'HXApplication']\n"
+            "Foo.app 4 ['@10.0.0.1', '#443'] True\n"
+            "float int\n"
+            "NSKeyedArchiver\n");
+
+  for (const char* name : {"py.xml", "py.bin"}) {
+    ConfigurationWorld other;
+    other.files.addFile("/py", readDisk((dir / name).string()));
+    other.configuration.importConf("/py", false);
+    ASSERT_EQ(other.appNames(), std::vector<std::string>{"py"}) << name;
+    EXPECT_EQ(other.globals.globalAppsArray[0]->appIsBlockedOrAllowed, 2);
+    EXPECT_EQ(other.globals.globalAppsArray[0]->appMatches, std::vector<std::string>{"#1.2.3.4"});
+    EXPECT_TRUE(other.globals.enableNotifications);
+    EXPECT_EQ(other.globals.preferences.configuration().quietTime, 12.0);
+    ASSERT_EQ(other.globals.globalExclusionsArray.size(), 1u);
+    EXPECT_EQ(other.globals.globalExclusionsArray[0]->rule, 1);
+  }
+  std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace halvex
