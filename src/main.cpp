@@ -17,6 +17,8 @@
 #include "link/HXNotifyController.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
+#include "management/DragSession.h"
+#include "management/HXController.h"
 #include "rules/HXConfiguration.h"
 #include "rules/HXPreferencesController.h"
 #include "rules/RuleLibraries.h"
@@ -118,10 +120,11 @@ int main(int argc, char** argv) {
   rulesContext.labelColors = [&globals] { return globals.preferences.user().colors; };
   rulesContext.verifySignatures = [&globals] { return globals.preferences.user().verifySignatures; };
 
-  // The configuration and the preferences. The libraries are plain holders until their views'
-  // controllers take them over.
+  // The library of apps, the configuration and the preferences. The folder and global-rule lists
+  // are plain holders until their views' controllers take them over.
   UserDefaults userDefaults(fileSystem, paths.defaultsFile());
-  AppsLibraryHolder appsLibrary;
+  DragSession dragSession;
+  HXController appsLibrary(HXController::Links{globals, rulesContext, dialogs, userDefaults, dragSession});
   ExclusionsLibraryHolder exclusionsLibrary;
   RecordsLibraryHolder recordsLibrary;
   HXConfiguration configuration(HXConfiguration::Links{globals, paths, fileSystem, distributedCenter, dialogs,
@@ -137,6 +140,8 @@ int main(int argc, char** argv) {
 
   auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger,
                                                      paths.agentSocket(), paths.daemonSocket());
+  appsLibrary.halvexconfiguration = &configuration;
+  appsLibrary.mymanagesocketagent = channel.get();
   BridgeClassHalvex bridge(globals.synchronizedNotification, processControl);
   DecisionContext decisionContext{globals, *channel, processControl, &rulesContext, &alertPresenter, &logger};
   HXNotifyController notifyController(decisionContext, static_cast<std::int32_t>(::getuid()));

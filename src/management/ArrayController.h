@@ -1,0 +1,145 @@
+#pragma once
+// An observable list between a library and its view, in the manner of an array controller: it
+// changes the content list it is given, shows the part of it that a filter lets through (the
+// arranged objects), keeps a selection of objects, and raises one change signal after each
+// change.
+//
+// The content is changed on the main loop only. Background tasks may read it, so every change of
+// the content is made under the controller's lock, which the readers take too. The lock is
+// recursive: an owner may hold it across several controller calls that must look like one step.
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace halvex {
+
+template <typename T>
+class ArrayController {
+ public:
+  using Object = std::shared_ptr<T>;
+  using Content = std::vector<Object>;
+  using Filter = std::function<bool(const T&)>;
+
+  explicit ArrayController(Content& content) : content_(content) {}
+  ArrayController(const ArrayController&) = delete;
+  ArrayController& operator=(const ArrayController&) = delete;
+
+  // Decides what the view shows; an empty filter shows everything. The owner may read the
+  // current predicate inside it, so a change of the predicate shows at the next read.
+  void setFilter(Filter filter) {
+    filter_ = std::move(filter);
+    dropHiddenFromSelection();
+    notify();
+  }
+  // Inserted objects become the selection, as list views expect after an add or a move.
+  bool selectsInsertedObjects = true;
+  // Raised after every change of the content, the selection or the filter.
+  std::function<void()> changed;
+
+  std::recursive_mutex& contentLock() const { return mutex_; }
+  const Content& content() const { return content_; }
+
+  Content arrangedObjects() const {
+    Content arranged;
+    arranged.reserve(content_.size());
+    for (const auto& object : content_)
+      if (shows(*object)) arranged.push_back(object);
+    return arranged;
+  }
+
+  void addObject(Object object) { addObjects({std::move(object)}); }
+  void addObjects(const Content& objects) {
+    {
+      std::lock_guard lock(mutex_);
+      content_.insert(content_.end(), objects.begin(), objects.end());
+    }
+    if (selectsInsertedObjects) selectObjects(objects);
+    notify();
+  }
+  // Index into the arranged objects; at or past their end the object goes to the end of the
+  // content, otherwise just before the object that now stands at that index.
+  void insertObject(Object object, std::size_t atArrangedObjectIndex) {
+    const Content arranged = arrangedObjects();
+    {
+      std::lock_guard lock(mutex_);
+      auto where = content_.end();
+      if (atArrangedObjectIndex < arranged.size())
+        where = std::find(content_.begin(), content_.end(), arranged[atArrangedObjectIndex]);
+      content_.insert(where, object);
+    }
+    if (selectsInsertedObjects) selectObjects({object});
+    notify();
+  }
+  // Removes the first occurrence of the object; an object not in the content changes nothing.
+  bool removeObject(const Object& object) {
+    {
+      std::lock_guard lock(mutex_);
+      auto it = std::find(content_.begin(), content_.end(), object);
+      if (it == content_.end()) return false;
+      content_.erase(it);
+    }
+    std::erase(selection_, object);
+    notify();
+    return true;
+  }
+  void setContent(Content content) {
+    {
+      std::lock_guard lock(mutex_);
+      content_ = std::move(content);
+    }
+    selection_.clear();
+    notify();
+  }
+
+  // The selected objects that the filter shows, in arranged order.
+  Content selectedObjects() const {
+    Content selected;
+    for (const auto& object : arrangedObjects())
+      if (std::find(selection_.begin(), selection_.end(), object) != selection_.end()) selected.push_back(object);
+    return selected;
+  }
+  // The arranged index of the first selected object, or nothing.
+  std::optional<std::size_t> selectionIndex() const {
+    const Content arranged = arrangedObjects();
+    for (std::size_t i = 0; i < arranged.size(); ++i)
+      if (std::find(selection_.begin(), selection_.end(), arranged[i]) != selection_.end()) return i;
+    return std::nullopt;
+  }
+  // An index past the arranged objects clears the selection.
+  void setSelectionIndex(std::size_t index) {
+    const Content arranged = arrangedObjects();
+    selection_.clear();
+    if (index < arranged.size()) selection_.push_back(arranged[index]);
+    notify();
+  }
+  void clearSelection() {
+    selection_.clear();
+    notify();
+  }
+
+ private:
+  bool shows(const T& object) const { return !filter_ || filter_(object); }
+  void selectObjects(const Content& objects) {
+    selection_.clear();
+    for (const auto& object : objects)
+      if (shows(*object)) selection_.push_back(object);
+  }
+  void dropHiddenFromSelection() {
+    std::erase_if(selection_, [this](const Object& object) { return !shows(*object); });
+  }
+  void notify() {
+    if (changed) changed();
+  }
+
+  Content& content_;
+  mutable std::recursive_mutex mutex_;
+  Filter filter_;
+  Content selection_;
+};
+
+}  // namespace halvex

@@ -1,0 +1,439 @@
+// The app library through its public operations: what the grid shows, what the decision code
+// sees in globalAppsArray, and what reaches the daemon after each kind of change.
+
+#include <gtest/gtest.h>
+
+#include "management/LibraryWorld.h"
+#include "rules/AppPaths.h"
+#include "rules/HXPreferences.h"
+
+namespace halvex::test {
+namespace {
+
+using Names = std::vector<std::string>;
+
+TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
+  LibraryWorld w;
+  w.load("/usr/bin/curl", 0);
+  w.settle();
+  // The alert's steps: make the entry, put it first in the mirror, tell the library.
+  auto learn = [&](const std::string& path) {
+    if (findAppForPath(w.globals.globalAppsArray, path)) return;
+    auto app = w.controller.generateHXApplication(4, path);
+    w.globals.globalAppsArray.insert(w.globals.globalAppsArray.begin(), app);
+    w.globals.notificationCenter.post("copyArrayAppLibrary");
+  };
+  learn("/Applications/Foo.app/Contents/MacOS/Foo");
+  learn("/Applications/Foo.app/Contents/Library/Helper");  // the same bundle
+  learn("/Users/u/Copies/Foo.app/Contents/MacOS/Foo");     // another copy: looked up by name
+  learn("/opt/a/tool");
+  learn("/opt/b/tool");  // binaries compare by full path: a second entry of the same name
+  w.settle();
+
+  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
+  EXPECT_EQ(w.controller.appsGrid.selectionIndex, 0u) << "the newest app is selected";
+  EXPECT_EQ(w.mirrorNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
+  auto foo = findAppForPath(w.globals.globalAppsArray, "/Applications/Foo.app/Contents/XPCServices/x");
+  ASSERT_TRUE(foo);
+  EXPECT_EQ(foo->appPath, "/Applications/Foo.app") << "the first copy seen gives the path";
+  EXPECT_EQ(foo->appBinaries, Names{"Foo.app/"});
+
+  // The next change carries the additions to the daemon in view order.
+  w.select(3);
+  w.controller.makeSelectedAppRed();
+  w.settle();
+  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "Foo.app/", "/usr/bin/curl"}));
+  EXPECT_EQ(w.daemonApps().back().state, 1);
+}
+
+TEST(AppLibrary, HiddenSystemBinariesStayInTheLibraryAndReachTheDaemon) {
+  LibraryWorld w;
+  w.load("/usr/sbin/netd", 0);
+  w.load("/usr/bin/curl", 0);
+  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = true; });
+  w.controller.applyFilter();
+  EXPECT_EQ(w.gridNames(), Names{"curl"});
+  EXPECT_EQ(w.controller.appsGrid.libraryCount, 2u);
+  EXPECT_TRUE(w.controller.appsGrid.hidesSystemBinaries);
+
+  w.select(0);  // arranged index: curl
+  w.controller.makeSelectedAppRed();
+  w.settle();
+  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/usr/sbin/netd", 0, {}}, {"/usr/bin/curl", 1, {}}}));
+
+  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = false; });
+  w.controller.applyFilter();
+  EXPECT_EQ(w.gridNames(), (Names{"netd", "curl"}));
+}
+
+TEST(AppLibrary, RuleOfTheSelectedAppChangesAndIsSnapshotted) {
+  LibraryWorld w;
+  auto a = w.load("/opt/a", 4, {"@10.0.0.1", "#443"});
+  auto b = w.load("/opt/b", 0);
+  int popoverDraws = 0;
+  w.controller.drawAppPopover = [&] { ++popoverDraws; };
+
+  // Nothing is selected: nothing happens and nothing is sent.
+  w.controller.makeSelectedAppGreen();
+  w.settle();
+  EXPECT_TRUE(w.appLists().empty());
+  EXPECT_EQ(a->appIsBlockedOrAllowed, 4);
+
+  // Yellow keeps the entries and ends timed rule and quiet time.
+  w.select(0);
+  a->setAppTimer(60);
+  a->appHasTimer = true;
+  a->setQuiet("pass", 20);
+  w.controller.makeSelectedAppYellow();
+  w.settle();
+  EXPECT_EQ(a->appIsBlockedOrAllowed, 4);
+  EXPECT_EQ(a->appMatches, (Names{"@10.0.0.1", "#443"}));
+  EXPECT_FALSE(a->appHasTimer);
+  EXPECT_FALSE(a->appIsQuietPass);
+  EXPECT_EQ(w.loop.timerCount(), 0u) << "both timers invalidated";
+  EXPECT_EQ(w.appLists().size(), 1u);
+
+  // Green and red drop the entries; the daemon hears each.
+  w.controller.makeSelectedAppGreen();
+  w.settle();
+  EXPECT_EQ(w.daemonApps().front(), (DaemonApp{"/opt/a", 0, {}}));
+  w.select(1);
+  w.controller.makeSelectedAppRed();
+  w.settle();
+  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 0, {}}, {"/opt/b", 1, {}}}));
+  EXPECT_TRUE(b->appIsBlocked);
+  EXPECT_EQ(w.controller.appsGrid.items[1].labelColor.systemName, "redColor");
+  EXPECT_EQ(popoverDraws, 3);
+  EXPECT_EQ(w.appLists().size(), 3u);
+}
+
+TEST(AppLibrary, TheLockFlipsPassAndBlockAndAskingAppsByTheirEntries) {
+  struct Case {
+    std::int64_t state;
+    Names matches;
+    std::int64_t flipped;
+  };
+  const std::vector<Case> cases = {
+      {0, {}, 1},
+      {2, {"#1.2.3.4"}, 1},
+      {1, {}, 0},
+      {3, {"@443"}, 0},
+      {4, {}, 0},
+      {4, {"#_range1:2"}, 2},
+      {4, {"@_range1:2", "@443"}, 3},
+      {4, {"@443", "#80"}, 2},
+  };
+  for (const auto& c : cases) {
+    LibraryWorld w;
+    auto app = w.load("/opt/app", c.state, c.matches);
+    w.select(0);
+    w.controller.clickAppLocker();
+    w.settle();
+    EXPECT_EQ(app->appIsBlockedOrAllowed, c.flipped) << "from state " << c.state;
+    ASSERT_EQ(w.daemonApps().size(), 1u);
+    EXPECT_EQ(w.daemonApps().front().state, c.flipped);
+    // From 0 or 1 the entries go; otherwise they stay.
+    EXPECT_EQ(app->appMatches, (c.flipped <= 1 ? Names{} : c.matches));
+  }
+
+  LibraryWorld w;
+  auto app = w.load("/opt/app", 0);
+  w.select(0);
+  w.globals.notificationOnScreen = true;
+  w.controller.clickAppLocker();
+  w.controller.removeApp();
+  w.controller.removeAllXPCServices();
+  w.settle();
+  EXPECT_EQ(app->appIsBlockedOrAllowed, 0) << "refused during an alert";
+  EXPECT_EQ(w.controller.appsLibrary.size(), 1u);
+  EXPECT_TRUE(w.appLists().empty());
+}
+
+TEST(AppLibrary, RemovingAnAppTakesItFromViewMirrorAndDaemon) {
+  LibraryWorld w;
+  w.load("/opt/a", 0);
+  auto b = w.load("/opt/b", 1);
+  b->setAppTimer(30);
+  b->appHasTimer = true;
+  w.select(1);
+  w.controller.removeApp();
+  w.settle();
+  EXPECT_EQ(w.gridNames(), Names{"a"});
+  EXPECT_EQ(w.mirrorNames(), Names{"a"});
+  EXPECT_EQ(w.daemonBinaries(), Names{"/opt/a"});
+  EXPECT_FALSE(b->appHasTimer);
+  w.loop.advance(std::chrono::seconds(60));
+  w.settle();
+  EXPECT_EQ(w.appLists().size(), 1u) << "the removed app's timer never fires";
+}
+
+TEST(AppLibrary, CleaningAllAsksUnlessToldNotToAndSendsTheDatagram) {
+  LibraryWorld w;
+  w.load("/opt/a", 0);
+  w.load("/opt/b", 1);
+
+  // Cancel with the box ticked: nothing cleaned, but the warning is off from now on.
+  w.dialogs.script({1001, true});
+  w.controller.emptyall();
+  w.settle();
+  ASSERT_EQ(w.dialogs.shown().size(), 1u);
+  const auto sheet = w.dialogs.shown().front();
+  EXPECT_EQ(sheet.messageText, "Are you sure?");
+  EXPECT_EQ(sheet.buttons, (Names{"Clean apps list", "Cancel"}));
+  EXPECT_EQ(sheet.icon, "NSCaution");
+  EXPECT_TRUE(sheet.showsSuppressionButton);
+  EXPECT_TRUE(w.controller.appsGrid.mainWindowVisible);
+  EXPECT_EQ(w.controller.appsLibrary.size(), 2u);
+  EXPECT_EQ(w.defaults.boolForKey(preferencekeys::kCleaningAllApps), true);
+  EXPECT_TRUE(w.sockets.sentLines().empty());
+
+  w.controller.emptyall();
+  w.settle();
+  EXPECT_EQ(w.dialogs.shown().size(), 1u) << "no second sheet";
+  EXPECT_TRUE(w.controller.appsLibrary.empty());
+  EXPECT_TRUE(w.controller.appsGrid.items.empty());
+  EXPECT_TRUE(w.globals.globalAppsArray.empty());
+  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
+  EXPECT_TRUE(w.appLists().empty()) << "the datagram replaces the list";
+
+  // An empty list is cleaned the same way.
+  w.controller.emptyall();
+  w.settle();
+  EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5"}));
+}
+
+TEST(AppLibrary, CleaningAfterTheSheetsFirstButtonWithoutTheBox) {
+  LibraryWorld w;
+  w.load("/opt/a", 0);
+  w.dialogs.script({1000, false});
+  w.controller.emptyall();
+  w.settle();
+  EXPECT_TRUE(w.controller.appsLibrary.empty());
+  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
+  EXPECT_FALSE(w.defaults.contains(preferencekeys::kCleaningAllApps));
+}
+
+TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
+  LibraryWorld w;
+  auto askPass = w.load("/opt/p", 4, {"@443"});
+  auto askMixed = w.load("/opt/m", 4, {"#_range1:9", "@443"});
+  auto askNone = w.load("/opt/n", 4);
+  auto passMixed = w.load("/opt/x", 2, {"#1.1.1.1", "@2.2.2.2"});
+  auto blockOne = w.load("/opt/y", 3, {"@443"});
+  w.globals.enableNotifications = true;
+
+  w.globals.notificationCenter.post("silenceNotifications");
+  w.settle();
+  EXPECT_FALSE(w.globals.enableNotifications);
+  EXPECT_EQ(askPass->appIsBlockedOrAllowed, 0);
+  EXPECT_TRUE(askPass->appMatches.empty());
+  EXPECT_EQ(askPass->appMatchesBackup, Names{"@443"}) << "only the backup keeps the entries";
+  EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 2);
+  EXPECT_EQ(askMixed->appMatches, (Names{"#_range1:9", "@443"}));
+  EXPECT_EQ(askNone->appIsBlockedOrAllowed, 0);
+  EXPECT_EQ(passMixed->appIsBlockedOrAllowed, 2) << "only asking apps change";
+  EXPECT_EQ(w.daemonApps()[1], (DaemonApp{"/opt/m", 2, {"#_range1:9", "@443"}}));
+  const auto sent = w.appLists().size();
+
+  // Coming back needs alerts on: with them off, nothing changes.
+  w.globals.notificationCenter.post("reenableNotifications");
+  w.settle();
+  EXPECT_EQ(w.appLists().size(), sent);
+  EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 2);
+
+  w.globals.enableNotifications = true;
+  w.globals.notificationCenter.post("reenableNotifications");
+  w.settle();
+  EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 4) << "both kinds of entry: asks again";
+  EXPECT_EQ(passMixed->appIsBlockedOrAllowed, 4);
+  EXPECT_EQ(blockOne->appIsBlockedOrAllowed, 3) << "one kind only: stays";
+  EXPECT_EQ(askPass->appIsBlockedOrAllowed, 0) << "the backup is not read back";
+  EXPECT_EQ(w.appLists().size(), sent + 1);
+}
+
+TEST(AppLibrary, XpcServicesAreRemovedAndTheRestIsSent) {
+  LibraryWorld w;
+  w.load("/Applications/A.app/Contents/XPCServices/S.xpc/Contents/MacOS/S", 0);
+  w.load("/opt/tool", 0);
+  w.load("/opt/svc.xpc/Contents/MacOS/svc", 1);
+  w.controller.removeAllXPCServices();
+  w.settle();
+  EXPECT_EQ(w.gridNames(), (Names{"A.app", "tool"})) << "a bundle path never holds the service's path";
+  EXPECT_EQ(w.mirrorNames(), (Names{"A.app", "tool"}));
+  EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/tool"}));
+}
+
+TEST(AppLibrary, ExpiryWithAlertsOnReturnsTheAppToAsking) {
+  LibraryWorld w;
+  w.globals.enableNotifications = true;
+  auto app = w.load("/opt/a", 1);
+  app->appMatches = {"#80"};
+  app->appIsPersistent = false;
+  app->setAppTimer(120);
+  app->appHasTimer = true;
+  w.loop.advance(std::chrono::seconds(121));
+  w.settle();
+  EXPECT_EQ(app->appIsBlockedOrAllowed, 4);
+  EXPECT_EQ(app->appMatches, Names{"#80"});
+  EXPECT_FALSE(app->appHasTimer);
+  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 4, {"#80"}}}));
+  EXPECT_TRUE(w.controller.appsGrid.items[0].yellow);
+
+  // An unknown name still snapshots and sends.
+  w.globals.notificationCenter.post("expireApp", plist::Dictionary{{"appName", plist::Value("nobody")}});
+  w.settle();
+  EXPECT_EQ(w.appLists().size(), 2u);
+}
+
+TEST(AppLibrary, ExpiryWithAlertsOffRemovesTheAppAfterTheSend) {
+  LibraryWorld w;
+  w.load("/opt/keep", 0);
+  auto app = w.load("/opt/gone", 0);
+  app->setAppTimer(30);
+  app->appHasTimer = true;
+  w.loop.advance(std::chrono::seconds(31));
+  // Let the queue's task run, but not yet the removal it queued on the main loop.
+  w.globals.synchronizedNotification.sync([] {});
+  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/keep", "/opt/gone"})) << "sent before the removal";
+  w.settle();
+  EXPECT_EQ(w.gridNames(), Names{"keep"});
+  EXPECT_EQ(w.mirrorNames(), (Names{"keep", "gone"})) << "until the next snapshot";
+  w.select(0);
+  w.controller.makeSelectedAppRed();
+  w.settle();
+  EXPECT_EQ(w.mirrorNames(), Names{"keep"});
+  EXPECT_EQ(w.daemonBinaries(), Names{"/opt/keep"});
+}
+
+TEST(AppLibrary, RulesFromTheLogActOnEveryAppWhosePathIsContained) {
+  const std::string path = "/Applications/Foo.app/Contents/MacOS/Foo";
+  auto row = [&](std::string address = "192.0.2.7", std::int64_t port = 443) {
+    return std::vector<LogConnectionFacts>{{path, "", "", std::move(address), port}};
+  };
+  LibraryWorld w;
+  auto bundle = w.load(path, 4, {"@192.0.2.7"});
+  auto macos = w.load("/Applications/Foo", 0);  // a binary whose path is a prefix
+  auto other = w.load("/opt/other", 4);
+
+  w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem, row());
+  w.settle();
+  EXPECT_EQ(bundle->appMatches, Names{"#192.0.2.7"}) << "the old entry of the address goes";
+  EXPECT_EQ(bundle->appIsBlockedOrAllowed, 4);
+  EXPECT_EQ(macos->appIsBlockedOrAllowed, 2) << "a pass app with a block entry is mixed";
+  EXPECT_TRUE(other->appMatches.empty());
+  EXPECT_EQ(w.daemonApps()[1], (DaemonApp{"/Applications/Foo", 2, {"#192.0.2.7"}}));
+
+  // A port already there, in either form, is not added again.
+  w.controller.setAppRuleFromLogs(LogRuleItem::passPortItem, row("x", 8080));
+  w.controller.setAppRuleFromLogs(LogRuleItem::blockPortItem, row("x", 8080));
+  w.settle();
+  EXPECT_EQ(bundle->appMatches, (Names{"@8080", "#192.0.2.7"}));
+
+  // A block app is not given block entries; a pass of the whole app drops them.
+  const auto before = w.appLists().size();
+  w.controller.setAppRuleFromLogs(LogRuleItem::blockAppItem, row());
+  w.settle();
+  EXPECT_EQ(w.appLists().size(), before + 2) << "one send per app found";
+  w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem, row("203.0.113.1"));
+  w.controller.setAppRuleFromLogs(LogRuleItem::blockPortItem, row("x", 22));
+  w.settle();
+  EXPECT_TRUE(bundle->appMatches.empty());
+  EXPECT_EQ(w.appLists().size(), before + 2) << "refusals send nothing";
+  w.controller.setAppRuleFromLogs(LogRuleItem::passIPItem, row("203.0.113.1"));
+  w.settle();
+  EXPECT_EQ(bundle->appIsBlockedOrAllowed, 3);
+  EXPECT_EQ(w.mirrorNames(), (Names{"Foo.app", "Foo", "other"})) << "no snapshot: nothing added";
+
+  // Two rows selected: nothing.
+  auto two = row();
+  two.push_back(two.front());
+  w.controller.setAppRuleFromLogs(LogRuleItem::passAppItem, two);
+  EXPECT_EQ(bundle->appIsBlockedOrAllowed, 3);
+}
+
+TEST(AppLibrary, RulesFromTheLogMakeNewAppsForUnknownPaths) {
+  struct Case {
+    LogRuleItem item;
+    std::int64_t state;
+    Names matches;
+  };
+  const std::vector<Case> cases = {
+      {LogRuleItem::blockAppItem, 1, {}},           {LogRuleItem::passAppItem, 0, {}},
+      {LogRuleItem::blockPortItem, 2, {"#53"}},     {LogRuleItem::passPortItem, 3, {"@53"}},
+      {LogRuleItem::blockIPItem, 2, {"#10.1.1.1"}}, {LogRuleItem::passIPItem, 3, {"@10.1.1.1"}},
+  };
+  for (const auto& c : cases) {
+    LibraryWorld w;
+    w.load("/opt/known", 0);
+    // A service is found by its owner's path.
+    w.controller.setAppRuleFromLogs(c.item, {{"/usr/libexec/svc", "/opt/owner/bin/app", "svc", "10.1.1.1", 53}});
+    w.settle();
+    EXPECT_EQ(w.gridNames(), (Names{"known", "app"}));
+    EXPECT_EQ(w.mirrorNames(), (Names{"known", "app"})) << "appended to the mirror";
+    EXPECT_EQ(w.daemonApps().back(), (DaemonApp{"/opt/owner/bin/app", c.state, c.matches}));
+  }
+}
+
+TEST(AppLibrary, ReorderingByDragMovesTheSelectedApp) {
+  LibraryWorld w;
+  for (const char* p : {"/opt/a", "/opt/b", "/opt/c", "/opt/d"}) w.load(p, 0);
+  DragPasteboard pasteboard;
+
+  w.select(0);
+  ASSERT_TRUE(w.controller.canDragItemsAtIndexes({0}));
+  ASSERT_TRUE(w.controller.writeItemsAtIndexes({0}, pasteboard));
+  EXPECT_EQ(pasteboard.archivedIndexes, std::vector<std::size_t>{0});
+  EXPECT_EQ(pasteboard.type, DragPasteboard::kStringType);
+  EXPECT_TRUE(w.controller.validateDrop(3));
+  ASSERT_TRUE(w.controller.acceptDrop(3));  // a before d: lands behind c
+  w.settle();
+  EXPECT_EQ(w.gridNames(), (Names{"b", "c", "a", "d"}));
+  EXPECT_EQ(w.mirrorNames(), (Names{"b", "c", "a", "d"}));
+  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b", "/opt/c", "/opt/a", "/opt/d"}));
+
+  w.select(3);
+  ASSERT_TRUE(w.controller.acceptDrop(0));
+  w.settle();
+  EXPECT_EQ(w.gridNames(), (Names{"d", "b", "c", "a"}));
+
+  // Dropping onto its own place changes nothing but is still sent.
+  const auto sent = w.appLists().size();
+  w.select(1);
+  ASSERT_TRUE(w.controller.acceptDrop(1));
+  w.select(1);
+  ASSERT_TRUE(w.controller.acceptDrop(2));
+  w.settle();
+  EXPECT_EQ(w.gridNames(), (Names{"d", "b", "c", "a"}));
+  EXPECT_EQ(w.appLists().size(), sent + 2);
+
+  // Another drag kind, or an alert, stops it.
+  w.drag.dragKind = "addapps";
+  EXPECT_FALSE(w.controller.validateDrop(0));
+  EXPECT_FALSE(w.controller.acceptDrop(0));
+  w.globals.notificationOnScreen = true;
+  EXPECT_FALSE(w.controller.canDragItemsAtIndexes({0}));
+  EXPECT_EQ(w.drag.dragKind, "reorderapps");
+  EXPECT_FALSE(w.controller.writeItemsAtIndexes({0}, pasteboard));
+}
+
+TEST(AppLibrary, SelectionFollowsTheNotificationAndTheGrid) {
+  LibraryWorld w;
+  w.load("/opt/a", 0);
+  w.load("/opt/b", 0);
+  w.globals.notificationCenter.post("selectApp", plist::Dictionary{{"selectApp", plist::Value(std::int64_t{1})}});
+  EXPECT_EQ(w.controller.appsGrid.selectionIndex, 1u);
+  EXPECT_TRUE(w.controller.appsGrid.items[1].selected);
+  EXPECT_FALSE(w.controller.appsGrid.items[0].selected);
+  w.globals.notificationCenter.post("selectApp", plist::Dictionary{{"selectApp", plist::Value(std::int64_t{9})}});
+  EXPECT_FALSE(w.controller.appsGrid.selectionIndex.has_value()) << "past the end: no selection";
+
+  // A send without a snapshot: the mirror keeps its order while the daemon hears the library.
+  w.controller.appsLibraryController.setContent({w.controller.appsLibrary[1], w.controller.appsLibrary[0]});
+  w.globals.notificationCenter.post("sendConfiguration");
+  w.settle();
+  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b", "/opt/a"}));
+  EXPECT_EQ(w.mirrorNames(), (Names{"a", "b"}));
+}
+
+}  // namespace
+}  // namespace halvex::test

@@ -1,0 +1,124 @@
+#pragma once
+// One agent's app library in memory: globals on a manual loop, a recording daemon carrier (the
+// distributed centre), scripted sheets, the request channel on fake sockets, the configuration
+// that sends the lists, and the library controller linked to them as the program links them.
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "fakes/FakeDistributedCenter.h"
+#include "fakes/FakeProcesses.h"
+#include "fakes/FakeSockets.h"
+#include "fakes/ManualLoop.h"
+#include "fakes/MemoryFiles.h"
+#include "fakes/ScriptedDialogs.h"
+#include "link/managesocketagent.h"
+#include "management/HXController.h"
+#include "rules/HXApplication.h"
+#include "rules/HXConfiguration.h"
+#include "runtime/LineLogger.h"
+
+namespace halvex::test {
+
+// One app as the daemon received it.
+struct DaemonApp {
+  std::string binary;
+  std::int64_t state = 0;
+  std::vector<std::string> matches;
+  bool operator==(const DaemonApp&) const = default;
+};
+
+struct LibraryWorld {
+  LibraryWorld()
+      : channel(sockets, processInfo, processes, logger, "/agent", "/daemon"),
+        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults}),
+        controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
+    context.mainLoop = &loop;
+    context.notificationCenter = &globals.notificationCenter;
+    context.fileSystem = &files;
+    configuration.halvexcontroller = &controller;
+    controller.halvexconfiguration = &configuration;
+    controller.mymanagesocketagent = &channel;
+  }
+  ~LibraryWorld() {
+    settle();
+    std::fclose(sink);
+  }
+
+  // Runs everything queued on both sides until nothing is left.
+  void settle() {
+    for (int round = 0; round < 4; ++round) {
+      globals.synchronizedNotification.sync([] {});
+      loop.runPending();
+    }
+  }
+
+  // An app in the library and its mirror, as a loaded configuration leaves it.
+  std::shared_ptr<HXApplication> load(const std::string& path, std::int64_t state, std::vector<std::string> matches = {}) {
+    auto app = controller.generateHXApplication(state, path);
+    app->appMatches = std::move(matches);
+    controller.appsLibraryController.addObject(app);
+    globals.globalAppsArray.push_back(app);
+    controller.appsLibraryController.clearSelection();
+    return app;
+  }
+  void select(std::size_t index) { controller.selectApp(static_cast<std::int64_t>(index)); }
+
+  std::vector<DistributedNotification> appLists() const {
+    std::vector<DistributedNotification> lists;
+    for (const auto& n : center.posted())
+      if (n.name == "newAppListReceived") lists.push_back(n);
+    return lists;
+  }
+  // The apps of the last list the daemon received.
+  std::vector<DaemonApp> daemonApps() const {
+    std::vector<DaemonApp> apps;
+    const auto lists = appLists();
+    if (lists.empty() || !lists.back().userInfo) return apps;
+    for (const auto& entry : *lists.back().userInfo->find("AppList")->asArray()) {
+      const auto& d = *entry.asDictionary();
+      DaemonApp app;
+      app.binary = *d.find("appBinaries")->asArray()->front().asString();
+      app.state = *d.find("appIsBlockedOrAllowed")->asInteger();
+      for (const auto& m : *d.find("appMatches")->asArray()) app.matches.push_back(*m.asString());
+      apps.push_back(app);
+    }
+    return apps;
+  }
+  std::vector<std::string> daemonBinaries() const {
+    std::vector<std::string> names;
+    for (const auto& a : daemonApps()) names.push_back(a.binary);
+    return names;
+  }
+  std::vector<std::string> mirrorNames() const {
+    std::vector<std::string> names;
+    for (const auto& a : globals.globalAppsArray) names.push_back(a->appName);
+    return names;
+  }
+  std::vector<std::string> gridNames() const {
+    std::vector<std::string> names;
+    for (const auto& item : controller.appsGrid.items) names.push_back(item.appName);
+    return names;
+  }
+
+  ManualLoop loop;
+  Globals globals{loop};
+  MemoryFiles files;
+  FakeDistributedCenter center{loop};
+  ScriptedDialogs dialogs{loop};
+  ThrowingProcessControl processes;
+  FakeProcessInfo processInfo;
+  FakeSockets sockets;
+  std::FILE* sink = std::tmpfile();
+  LineLogger logger{"test", 1, sink, sink};
+  RulesContext context;
+  Paths paths{PathEnvironment{}};
+  UserDefaults defaults{files, "/home/u/.config/halvex/defaults.plist"};
+  DragSession drag;
+  managesocketagent channel;
+  HXConfiguration configuration;
+  HXController controller;
+};
+
+}  // namespace halvex::test
