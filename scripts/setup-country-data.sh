@@ -24,8 +24,8 @@ work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 
 start=$(date +%s)
-spec="$package${version:+@$version}"
-npm install --prefix "$work" --no-save --no-audit --no-fund --loglevel=error "$spec" >/dev/null
+target="$package${version:+@$version}"
+npm install --prefix "$work" --no-save --no-audit --no-fund --loglevel=error "$target" >/dev/null
 csv="$work/node_modules/$package/geo-whois-asn-country-ipv4-num.csv"
 [ -f "$csv" ] || { echo "setup-country-data: $csv not found in the package" >&2; exit 1; }
 
