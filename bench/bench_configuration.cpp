@@ -24,6 +24,8 @@
 #include "runtime/AgentLoop.h"
 #include "runtime/PlistIO.h"
 
+#include "fakes/MemoryFiles.h"
+
 using namespace halvex;
 
 namespace {
@@ -31,34 +33,6 @@ namespace {
 constexpr int kApps = 10000;
 constexpr int kFolders = 200;
 constexpr int kRules = 200;
-
-class MemoryFileSystem final : public FileSystem {
- public:
-  bool fileExists(const std::string& path) const override {
-    std::lock_guard lock(mutex_);
-    return files_.count(path) > 0;
-  }
-  bool isDirectory(const std::string&) const override { return false; }
-  bool isExecutable(const std::string&) const override { return false; }
-  std::optional<std::string> readFile(const std::string& path) const override {
-    std::lock_guard lock(mutex_);
-    auto it = files_.find(path);
-    return it == files_.end() ? std::nullopt : std::optional<std::string>(it->second);
-  }
-  bool writeFileAtomically(const std::string& path, const std::string& bytes) override {
-    std::lock_guard lock(mutex_);
-    files_[path] = bytes;
-    return true;
-  }
-  bool removeFile(const std::string& path) override {
-    std::lock_guard lock(mutex_);
-    return files_.erase(path) > 0;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::map<std::string, std::string> files_;
-};
 
 class QuietCenter final : public DistributedNotificationCenter {
  public:
@@ -109,7 +83,7 @@ struct World {
 
   AgentLoop loop;
   Globals globals{loop};
-  MemoryFileSystem files;
+  test::MemoryFiles files;
   QuietCenter center;
   NoDialogs dialogs;
   LinuxProcessControl processControl;

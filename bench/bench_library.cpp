@@ -19,39 +19,13 @@
 #include "runtime/AgentLoop.h"
 #include "runtime/PlistIO.h"
 
+#include "fakes/MemoryFiles.h"
+
 using namespace halvex;
 
 namespace {
 
 constexpr int kApps = 10000;
-
-class MemoryFileSystem final : public FileSystem {
- public:
-  bool fileExists(const std::string& path) const override {
-    std::lock_guard lock(mutex_);
-    return files_.count(path) > 0;
-  }
-  bool isDirectory(const std::string&) const override { return false; }
-  bool isExecutable(const std::string&) const override { return false; }
-  std::optional<std::string> readFile(const std::string& path) const override {
-    std::lock_guard lock(mutex_);
-    auto it = files_.find(path);
-    return it == files_.end() ? std::nullopt : std::optional<std::string>(it->second);
-  }
-  bool writeFileAtomically(const std::string& path, const std::string& bytes) override {
-    std::lock_guard lock(mutex_);
-    files_[path] = bytes;
-    return true;
-  }
-  bool removeFile(const std::string& path) override {
-    std::lock_guard lock(mutex_);
-    return files_.erase(path) > 0;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::map<std::string, std::string> files_;
-};
 
 // Counts the posts; sizes them as the bus carries them only when asked, outside the timing.
 class CountingCenter final : public DistributedNotificationCenter {
@@ -108,7 +82,7 @@ struct World {
 
   AgentLoop loop;
   Globals globals{loop};
-  MemoryFileSystem files;
+  test::MemoryFiles files;
   CountingCenter center;
   NoDialogs dialogs;
   LinuxProcessControl processControl;
