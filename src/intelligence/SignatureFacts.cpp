@@ -1,4 +1,4 @@
-#include "intelligence/SignatureInspector.h"
+#include "intelligence/SignatureFacts.h"
 
 namespace halvex {
 namespace {
