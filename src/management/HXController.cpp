@@ -407,30 +407,18 @@ void HXController::setAppRuleFromLogs(LogRuleItem sender, const std::vector<LogC
     return;
   }
 
+  // A new app: a whole-app item gives it that state; a port or address item passes (or blocks)
+  // everything else and puts the opposite entry first.
   auto app = generateHXApplication(0, path);
-  switch (sender) {
-    case LogRuleItem::blockAppItem:
-      app->setRule(1);
-      break;
-    case LogRuleItem::passAppItem:
-      app->setRule(0);
-      break;
-    case LogRuleItem::blockPortItem:
-      app->appMatches.insert(app->appMatches.begin(), "#" + port);
-      app->setRule(2);
-      break;
-    case LogRuleItem::passPortItem:
-      app->appMatches.insert(app->appMatches.begin(), "@" + port);
-      app->setRule(3);
-      break;
-    case LogRuleItem::blockIPItem:
-      app->appMatches.insert(app->appMatches.begin(), "#" + address);
-      app->setRule(2);
-      break;
-    case LogRuleItem::passIPItem:
-      app->appMatches.insert(app->appMatches.begin(), "@" + address);
-      app->setRule(3);
-      break;
+  const bool block = sender == LogRuleItem::blockAppItem || sender == LogRuleItem::blockPortItem ||
+                     sender == LogRuleItem::blockIPItem;
+  const bool portItem = sender == LogRuleItem::blockPortItem || sender == LogRuleItem::passPortItem;
+  const bool addressItem = sender == LogRuleItem::blockIPItem || sender == LogRuleItem::passIPItem;
+  if (portItem || addressItem) {
+    app->appMatches.insert(app->appMatches.begin(), (block ? "#" : "@") + (portItem ? port : address));
+    app->setRule(block ? 2 : 3);
+  } else {
+    app->setRule(block ? 1 : 0);
   }
   appsLibraryController.addObject(app);
   applyFilter();
