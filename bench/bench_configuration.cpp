@@ -7,9 +7,13 @@
 
 #include <benchmark/benchmark.h>
 #include <plist/plist.h>
+#include <malloc.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
+#include <new>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -215,33 +219,69 @@ long residentBytes() {
   return resident * ::sysconf(_SC_PAGESIZE);
 }
 
-// What one imported app costs in resident memory: an import into an empty world, measured by the
-// growth of the resident set.
+}  // namespace
+
+// The bytes our own code holds, in every thread: the import runs on the request queue, whose
+// thread has its own allocator arena, out of sight of the main arena's statistics. Counted only
+// while a measurement asks for it, so the timed benchmarks pay one relaxed load per allocation.
+namespace {
+std::atomic<bool> countingAllocations{false};
+std::atomic<long long> allocatedBytes{0};
+}  // namespace
+
+// The replacements pair malloc with free by design; g++ sees only the default pairing.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void* operator new(std::size_t size) {
+  void* p = std::malloc(size == 0 ? 1 : size);
+  if (!p) throw std::bad_alloc();
+  if (countingAllocations.load(std::memory_order_relaxed))
+    allocatedBytes.fetch_add(static_cast<long long>(::malloc_usable_size(p)), std::memory_order_relaxed);
+  return p;
+}
+
+void operator delete(void* p) noexcept {
+  if (!p) return;
+  if (countingAllocations.load(std::memory_order_relaxed))
+    allocatedBytes.fetch_sub(static_cast<long long>(::malloc_usable_size(p)), std::memory_order_relaxed);
+  std::free(p);
+}
+
+void operator delete(void* p, std::size_t) noexcept { operator delete(p); }
+#pragma GCC diagnostic pop
+
+namespace {
+
 void BM_ResidentMemoryPerApp(benchmark::State& state) {
   const std::string encoded = *filledWorld().files.readFile("/encoded.plist");
-  double perApp = 0;
+  double residentPerApp = 0;
+  double heapPerApp = 0;
   for (auto _ : state) {
     auto w = std::make_unique<World>();
     w->files.writeFileAtomically("/encoded.plist", encoded);
-    const long before = residentBytes();
+    const long residentBefore = residentBytes();
+    allocatedBytes = 0;
+    countingAllocations = true;
     w->configuration.importConf("/encoded.plist", true);
-    const long after = residentBytes();
-    perApp = static_cast<double>(after - before) / kApps;
+    countingAllocations = false;
+    heapPerApp = static_cast<double>(allocatedBytes.load()) / kApps;
+    residentPerApp = static_cast<double>(residentBytes() - residentBefore) / kApps;
   }
-  state.counters["bytes_per_app"] = perApp;
+  state.counters["heap_bytes_per_app"] = heapPerApp;
+  state.counters["resident_bytes_per_app"] = residentPerApp;
 }
 
 }  // namespace
 
 // First, while the heap holds no freed memory that an import could reuse unseen.
 BENCHMARK(BM_ResidentMemoryPerApp)->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK(BM_ExportEncoded)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_BareSerializeEncoded)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ImportEncoded)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_BareParseEncoded)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ExportPlain)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_BareSerializePlain)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ImportPlain)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_BareParsePlain)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExportEncoded)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_BareSerializeEncoded)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ImportEncoded)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_BareParseEncoded)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ExportPlain)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_BareSerializePlain)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ImportPlain)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_BareParsePlain)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();

@@ -110,8 +110,6 @@ void HXController::snapshotAndSend() {
 
 void HXController::queueSendConf() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
-    // sendConf reads the library and its apps.
-    LibraryGuard lock(libraryLock());
     if (halvexconfiguration) halvexconfiguration->sendConf();
   });
 }

@@ -93,7 +93,7 @@ class HXController : public AppsLibraryHolder {
   // Raised after every change of `appsGrid`, on the main loop.
   std::function<void()> changed;
 
-  std::recursive_mutex& libraryLock() const { return appsLibraryController.contentLock(); }
+  std::recursive_mutex& libraryLock() const override { return appsLibraryController.contentLock(); }
 
   // A new entry for the path with the given rule state, in no list yet.
   std::shared_ptr<HXApplication> generateHXApplication(std::int64_t rule, const std::string& applicationPath) const;

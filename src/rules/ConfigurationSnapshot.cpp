@@ -111,14 +111,37 @@ const std::string* className(const Dictionary& record) {
 
 }  // namespace
 
+namespace {
+
+// The fields of an app's record, in key order, for either kind of receiver: our own dictionary,
+// or the XML writer's nodes when a whole library is exported.
+template <class Fields>
+void applicationFields(const HXApplication& app, Fields& fields) {
+  fields.string(kHalvexClassName, kApplication);
+  fields.strings("appBinaries", app.appBinaries);
+  fields.integer("appIsBlockedOrAllowed", app.appIsBlockedOrAllowed.load());
+  fields.boolean("appIsBundle", app.appIsBundle.load());
+  fields.strings("appMatches", app.appMatches);
+  fields.string("appName", app.appName);
+  fields.string("appPath", app.appPath);
+}
+
+struct DictionaryFields {
+  Dictionary& record;
+  void string(const char* key, const std::string& value) { record.set(key, Value(value)); }
+  void integer(const char* key, std::int64_t value) { record.set(key, Value(value)); }
+  void boolean(const char* key, bool value) { record.set(key, Value(value)); }
+  void strings(const char* key, const std::vector<std::string>& values) { record.set(key, stringArray(values)); }
+};
+
+}  // namespace
+
 plist::Dictionary applicationRecord(const HXApplication& app) {
-  return Dictionary{{kHalvexClassName, Value(kApplication)},
-                    {"appName", Value(app.appName)},
-                    {"appPath", Value(app.appPath)},
-                    {"appBinaries", stringArray(app.appBinaries)},
-                    {"appIsBundle", Value(app.appIsBundle.load())},
-                    {"appIsBlockedOrAllowed", Value(app.appIsBlockedOrAllowed.load())},
-                    {"appMatches", stringArray(app.appMatches)}};
+  Dictionary record;
+  record.reserve(7);
+  DictionaryFields fields{record};
+  applicationFields(app, fields);
+  return record;
 }
 
 plist::Dictionary exclusionRecord(const HXExclusion& exclusion) {
@@ -136,19 +159,47 @@ plist::Dictionary managedRecordsRecord(const HXManagedRecords& record) {
                     {"rule", Value(record.rule)}};
 }
 
+namespace {
+
+// The one place that decides which records a snapshot holds and in what order.
+template <class EmitRecord, class EmitApp>
+void emitClassRecords(Dictionary preferences, const std::vector<std::shared_ptr<HXExclusion>>& exclusions,
+                      const std::vector<std::shared_ptr<HXManagedRecords>>& records,
+                      const std::vector<std::shared_ptr<HXApplication>>& apps, EmitRecord&& emitRecord,
+                      EmitApp&& emitApp) {
+  emitRecord(Value(std::move(preferences)));
+  for (const auto& e : exclusions)
+    if (e && !e->hardcoded) emitRecord(Value(exclusionRecord(*e)));
+  for (const auto& r : records)
+    if (r) emitRecord(Value(managedRecordsRecord(*r)));
+  for (const auto& a : apps)
+    if (a && !a->appHasTimer) emitApp(*a);
+}
+
+}  // namespace
+
 plist::Array classRecords(plist::Dictionary preferences, const std::vector<std::shared_ptr<HXExclusion>>& exclusions,
                           const std::vector<std::shared_ptr<HXManagedRecords>>& records,
                           const std::vector<std::shared_ptr<HXApplication>>& apps) {
   Array out;
   out.reserve(1 + exclusions.size() + records.size() + apps.size());
-  out.emplace_back(std::move(preferences));
-  for (const auto& e : exclusions)
-    if (e && !e->hardcoded) out.emplace_back(exclusionRecord(*e));
-  for (const auto& r : records)
-    if (r) out.emplace_back(managedRecordsRecord(*r));
-  for (const auto& a : apps)
-    if (a && !a->appHasTimer) out.emplace_back(applicationRecord(*a));
+  emitClassRecords(
+      std::move(preferences), exclusions, records, apps, [&](Value record) { out.push_back(std::move(record)); },
+      [&](const HXApplication& app) { out.emplace_back(applicationRecord(app)); });
   return out;
+}
+
+std::string plainConfigurationXml(plist::Dictionary preferences,
+                                  const std::vector<std::shared_ptr<HXExclusion>>& exclusions,
+                                  const std::vector<std::shared_ptr<HXManagedRecords>>& records,
+                                  const std::vector<std::shared_ptr<HXApplication>>& apps) {
+  plist::XmlArrayWriter writer;
+  emitClassRecords(
+      std::move(preferences), exclusions, records, apps, [&](const Value& record) { writer.append(record); },
+      [&](const HXApplication& app) {
+        writer.appendDictionary([&](plist::XmlArrayWriter::DictionaryItem& item) { applicationFields(app, item); });
+      });
+  return writer.finish();
 }
 
 plist::Dictionary encodedConfiguration(const plist::Array& records, const std::string& version) {

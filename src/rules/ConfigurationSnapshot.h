@@ -38,6 +38,13 @@ plist::Array classRecords(plist::Dictionary preferences, const std::vector<std::
                           const std::vector<std::shared_ptr<HXManagedRecords>>& records,
                           const std::vector<std::shared_ptr<HXApplication>>& apps);
 
+// The plain form as XML, the same records as classRecords. Each record is written as it is made,
+// so a large library is not held as a whole value tree beside the written nodes.
+std::string plainConfigurationXml(plist::Dictionary preferences,
+                                  const std::vector<std::shared_ptr<HXExclusion>>& exclusions,
+                                  const std::vector<std::shared_ptr<HXManagedRecords>>& records,
+                                  const std::vector<std::shared_ptr<HXApplication>>& apps);
+
 // The dictionary that the encoded form holds and the daemon receives.
 plist::Dictionary encodedConfiguration(const plist::Array& records, const std::string& version);
 

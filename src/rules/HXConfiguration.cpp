@@ -69,6 +69,7 @@ void HXConfiguration::onQueue(const std::function<void()>& work) {
 
 void HXConfiguration::sendConf() {
   if (!halvexcontroller) return;
+  std::lock_guard lock(halvexcontroller->libraryLock());
   const auto& records = recordscontroller ? recordscontroller->recordsLibrary : links_.globals.globalRecordsArray;
   links_.distributedCenter.postNotificationName(
       kNewAppListReceived, kNewAppListReceivedObject,
@@ -87,8 +88,7 @@ void HXConfiguration::exportConf(const std::string& path, bool encodeConf, bool 
 void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool sendDaemon) {
   auto& g = links_.globals;
   const auto user = g.preferences.user();
-  auto records = classRecords(preferencesRecord(g.preferences.configuration(), flagsOf(g), user.autoUpdate),
-                              g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray);
+  auto preferences = preferencesRecord(g.preferences.configuration(), flagsOf(g), user.autoUpdate);
   // The label colours go with every export, into the database rather than the snapshot.
   links_.userDefaults.setColor("color0", user.colors.color0);
   links_.userDefaults.setColor("color1", user.colors.color1);
@@ -98,9 +98,12 @@ void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool s
 
   // Writes are not checked: a failed export is silent.
   if (!encodeConf) {
-    links_.fileSystem.writeFileAtomically(path, plist::toXml(plist::Value(std::move(records))));
+    links_.fileSystem.writeFileAtomically(
+        path, plainConfigurationXml(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray,
+                                    g.globalAppsArray));
     return;
   }
+  auto records = classRecords(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray);
   auto wrapper = encodedConfiguration(records, g.version);
   if (sendDaemon) {
     links_.distributedCenter.postNotificationName(kWriteHalvexConfiguration, kWriteHalvexConfigurationObject, wrapper);
@@ -135,7 +138,9 @@ void HXConfiguration::importNow(const std::string& path) {
   progr.hidden = false;
   g.enableNotifications = false;
 
-  // The apps.
+  // The apps. The main loop may be reading the library meanwhile.
+  std::unique_lock<std::recursive_mutex> libraryLock;
+  if (halvexcontroller) libraryLock = std::unique_lock(halvexcontroller->libraryLock());
   if (halvexcontroller) halvexcontroller->appsLibrary.clear();
   g.globalAppsArray.clear();
   for (const auto& record : contents.apps) {
@@ -157,6 +162,7 @@ void HXConfiguration::importNow(const std::string& path) {
     if (halvexcontroller) halvexcontroller->appsLibrary.push_back(app);
     g.globalAppsArray.push_back(std::move(app));
   }
+  if (libraryLock) libraryLock.unlock();
 
   // The preferences: a later record wins for what it holds.
   bool oldConfiguration = false;

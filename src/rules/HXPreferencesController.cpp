@@ -287,15 +287,21 @@ void HXPreferencesController::removeAllXPCServices() {
   auto isService = [](const std::shared_ptr<HXApplication>& app) {
     return app->appPath.find(".xpc/Contents") != std::string::npos;
   };
-  auto& library = halvexcontroller->appsLibrary;
-  library.erase(std::remove_if(library.begin(), library.end(), isService), library.end());
+  std::vector<std::shared_ptr<HXApplication>> remaining;
+  {
+    std::lock_guard lock(halvexcontroller->libraryLock());
+    auto& library = halvexcontroller->appsLibrary;
+    library.erase(std::remove_if(library.begin(), library.end(), isService), library.end());
+    remaining = library;
+  }
   links_.globals.synchronizedNotification.asyncBarrier(
-      [this, apps = library] { links_.globals.globalAppsArray = apps; });
+      [this, apps = std::move(remaining)] { links_.globals.globalAppsArray = apps; });
 }
 
 void HXPreferencesController::updateManagedAppsSignatures() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
     if (!halvexcontroller) return;
+    std::lock_guard lock(halvexcontroller->libraryLock());
     for (const auto& app : halvexcontroller->appsLibrary) app->getSignatureInfo();
     links_.globals.globalAppsArray = halvexcontroller->appsLibrary;
     if (halvexconfiguration) halvexconfiguration->sendConf();

@@ -5,6 +5,7 @@
 // what a program without those views (and a test) needs.
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +30,13 @@ class AppsLibraryHolder {
   virtual void updateAllAppsLabelsColors() {}
   // Brings the main window to the front, as the parent of a sheet.
   virtual void showMainWindow() {}
+
+  // Held by whoever reads or changes the library off the main loop, and by the main loop while it
+  // changes it. Recursive, so that a holder may call code that takes it again.
+  virtual std::recursive_mutex& libraryLock() const { return lock_; }
+
+ private:
+  mutable std::recursive_mutex lock_;
 };
 
 class ExclusionsLibraryHolder {

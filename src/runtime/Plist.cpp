@@ -6,7 +6,13 @@
 namespace halvex::plist {
 
 Dictionary::Dictionary(std::initializer_list<std::pair<std::string, Value>> entries) {
-  for (const auto& [key, value] : entries) set(key, value);
+  reserve(entries.size());
+  for (const auto& [key, value] : entries) (*this)[key] = value;
+}
+
+void Dictionary::reserve(std::size_t count) {
+  keys_.reserve(count);
+  values_.reserve(count);
 }
 
 std::size_t Dictionary::lowerBound(std::string_view key) const {

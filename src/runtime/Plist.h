@@ -44,6 +44,7 @@ class Dictionary {
   // Inserts the key (with a null value) when it is absent.
   Value& operator[](std::string_view key);
   void set(std::string_view key, Value value);
+  void reserve(std::size_t count);
   bool erase(std::string_view key);
   std::size_t size() const { return keys_.size(); }
   bool empty() const { return keys_.empty(); }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <stdexcept>
 
 namespace halvex::plist {
 namespace {
@@ -184,13 +185,109 @@ std::variant<Value, ParseError> parse(std::string_view bytes) {
   return value;
 }
 
-std::string toXml(const Value& value) {
-  Node node(toNode(value));
+namespace {
+
+// libplist's text of a node, lent to the reader for as long as it runs.
+template <class Read>
+void withXmlOf(plist_t node, Read&& read) {
   char* text = nullptr;
   std::uint32_t length = 0;
-  plist_to_xml(static_cast<plist_t>(node.get()), &text, &length);
-  std::string out(text ? text : "", text ? length : 0);
-  plist_to_xml_free(text);
+  plist_to_xml(node, &text, &length);
+  std::unique_ptr<char, void (*)(char*)> owned(text, plist_to_xml_free);
+  read(std::string_view(text ? text : "", text ? length : 0));
+}
+
+std::string nodeToXml(plist_t node) {
+  std::string out;
+  withXmlOf(node, [&](std::string_view text) { out = text; });
+  return out;
+}
+
+}  // namespace
+
+std::string toXml(const Value& value) {
+  Node node(toNode(value));
+  return nodeToXml(static_cast<plist_t>(node.get()));
+}
+
+XmlArrayWriter::XmlArrayWriter(std::size_t itemsPerSlice)
+    : itemsPerSlice_(itemsPerSlice == 0 ? 1 : itemsPerSlice), slice_(plist_new_array()) {}
+
+XmlArrayWriter::~XmlArrayWriter() { plist_free(static_cast<plist_t>(slice_)); }
+
+void XmlArrayWriter::append(const Value& item) {
+  plist_array_append_item(static_cast<plist_t>(slice_), toNode(item));
+  endItem();
+}
+
+void* XmlArrayWriter::beginDictionary() {
+  plist_t dict = plist_new_dict();
+  plist_array_append_item(static_cast<plist_t>(slice_), dict);
+  return dict;
+}
+
+void XmlArrayWriter::endItem() {
+  if (++itemsInSlice_ == itemsPerSlice_) writeSlice();
+}
+
+void XmlArrayWriter::DictionaryItem::string(const char* key, const std::string& value) {
+  plist_dict_set_item(static_cast<plist_t>(node_), key, plist_new_string(value.c_str()));
+}
+
+void XmlArrayWriter::DictionaryItem::integer(const char* key, std::int64_t value) {
+  plist_dict_set_item(static_cast<plist_t>(node_), key, plist_new_uint(static_cast<std::uint64_t>(value)));
+}
+
+void XmlArrayWriter::DictionaryItem::boolean(const char* key, bool value) {
+  plist_dict_set_item(static_cast<plist_t>(node_), key, plist_new_bool(value ? 1 : 0));
+}
+
+void XmlArrayWriter::DictionaryItem::strings(const char* key, const std::vector<std::string>& values) {
+  plist_t array = plist_new_array();
+  for (const auto& value : values) plist_array_append_item(array, plist_new_string(value.c_str()));
+  plist_dict_set_item(static_cast<plist_t>(node_), key, array);
+}
+
+void XmlArrayWriter::writeSlice() {
+  withXmlOf(static_cast<plist_t>(slice_), [&](std::string_view text) {
+    // Items of a slice sit at the same depth as in the whole array, so their text is the same;
+    // the document's head is taken from the first slice and its tail from the last.
+    static constexpr std::string_view kOpen = "<array>\n";
+    static constexpr std::string_view kClose = "</array>";
+    const auto open = text.find(kOpen);
+    const auto close = text.rfind(kClose);
+    // A library that wrote arrays differently would make the spliced text wrong; better no file.
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open + kOpen.size())
+      throw std::logic_error("libplist wrote an array in a shape this writer does not know");
+    if (pieces_.empty()) pieces_.emplace_back(text.substr(0, open + kOpen.size()));
+    pieces_.emplace_back(text.substr(open + kOpen.size(), close - open - kOpen.size()));
+    tail_ = text.substr(close);
+  });
+  plist_free(static_cast<plist_t>(slice_));
+  slice_ = plist_new_array();
+  itemsInSlice_ = 0;
+}
+
+std::string XmlArrayWriter::finish() {
+  std::string out;
+  if (pieces_.empty()) {
+    // Never more than one slice: its text is the document.
+    out = nodeToXml(static_cast<plist_t>(slice_));
+  } else {
+    if (itemsInSlice_ > 0) writeSlice();
+    // One allocation of the final size: growing a string of megabytes by doubling would touch
+    // three times as many fresh pages.
+    std::size_t size = tail_.size();
+    for (const auto& piece : pieces_) size += piece.size();
+    out.reserve(size);
+    for (const auto& piece : pieces_) out.append(piece);
+    out.append(tail_);
+  }
+  plist_free(static_cast<plist_t>(slice_));
+  slice_ = plist_new_array();
+  itemsInSlice_ = 0;
+  pieces_.clear();
+  tail_.clear();
   return out;
 }
 

@@ -104,6 +104,26 @@ TEST_F(ConfigurationTest, ExportWritesThePlainOrTheEncodedFormOrHandsItToTheDaem
   EXPECT_TRUE(w.defaults.colorForKey("color0")) << "an export stores the label colours in the database";
 }
 
+// The plain export writes apps straight into the XML writer's nodes and in slices; a key out of
+// order or a record lost at a slice boundary must show as a difference from the whole-tree text.
+TEST_F(ConfigurationTest, ALargePlainExportIsTheTextOfItsRecords) {
+  w.addFolder("/Applications/Jail", 1);
+  w.addFolder("/usr/sbin", 0, true);
+  w.addGlobalRule("10.0.0.0/8", 1, 1);
+  for (int i = 0; i < 300; ++i) {
+    auto app = w.addApp("app" + std::to_string(i) + (i % 3 ? "" : ".app"), "/opt/app" + std::to_string(i), i % 5,
+                        {"@192.0.2." + std::to_string(i % 250), "#_range1:2"}, i % 3 == 0);
+    if (i % 7 == 0) app->appHasTimer = true;
+  }
+  w.configuration.exportConf("/plain.plist", false, false, false);
+  const auto& g = w.globals;
+  // The preferences record is taken from the file: only the apps take the new path.
+  const std::string whole = plist::toXml(Value(classRecords(
+      *(*w.fileValue("/plain.plist").asArray())[0].asDictionary(), g.globalExclusionsArray, g.globalRecordsArray,
+      g.globalAppsArray)));
+  EXPECT_EQ(*w.files.readFile("/plain.plist"), whole);
+}
+
 TEST_F(ConfigurationTest, TheExitFormRunsOnTheCallersThreadWhileTheQueueIsHeld) {
   w.globals.synchronizedNotification.suspend();
   w.configuration.exportConf("_", true, true, true);

@@ -74,3 +74,24 @@ TEST(Plist, BadInputGivesAnErrorNeverACrash) {
   auto result = parse("<?xml version=\"1.0\"?><plist version=\"1.0\">" + deep + "</plist>");
   EXPECT_TRUE(std::holds_alternative<ParseError>(result));
 }
+
+// The sliced writer must write, byte for byte, what the whole-tree writer writes: a slice
+// boundary that shifted indentation or dropped an item would go unseen by a reader that parses.
+TEST(Plist, ArrayWrittenInSlicesIsTheTextOfTheWholeArray) {
+  for (std::size_t count : {0U, 1U, 2U, 3U, 4U, 7U, 9U}) {
+    Array items;
+    XmlArrayWriter writer(3);
+    for (std::size_t i = 0; i < count; ++i) {
+      Value item = (i % 2) ? sample() : Value("item " + std::to_string(i));
+      writer.append(item);
+      items.push_back(std::move(item));
+    }
+    EXPECT_EQ(writer.finish(), toXml(Value(items))) << count << " items in slices of 3";
+  }
+  // A finished writer starts a new document.
+  XmlArrayWriter writer(2);
+  for (int i = 0; i < 5; ++i) writer.append(Value(i));
+  (void)writer.finish();
+  writer.append(Value("again"));
+  EXPECT_EQ(writer.finish(), toXml(Value(Array{Value("again")})));
+}
