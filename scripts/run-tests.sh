@@ -30,10 +30,13 @@ corpus_root="build/fuzz/corpus"
 for target in build/fuzz/fuzz/halvex_fuzz_*; do
   name="$(basename "$target")"
   mkdir -p "$corpus_root/$name"
+  # Inputs that once failed are kept under fuzz/seeds and run first, every time.
+  seeds=()
+  [ -d "fuzz/seeds/$name" ] && seeds=("fuzz/seeds/$name")
   echo "== fuzz: $name for ${fuzz_seconds}s"
   log="build/fuzz/$name.log"
   if ! "$target" -max_total_time="$fuzz_seconds" -max_len=256 -print_final_stats=1 \
-      -artifact_prefix="build/fuzz/$name-" "$corpus_root/$name" >"$log" 2>&1; then
+      -artifact_prefix="build/fuzz/$name-" "$corpus_root/$name" "${seeds[@]}" >"$log" 2>&1; then
     tail -n 60 "$log"
     echo "fuzz target $name found a failure" >&2
     exit 1

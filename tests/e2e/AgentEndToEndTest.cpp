@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -175,6 +179,31 @@ TEST_F(AgentEndToEnd, WithoutTheInstallationsSocketFolderTheAgentEndsWithStatusO
   Agent agent(root);
   EXPECT_EQ(agent.process().wait(), 1);
   EXPECT_NE(root.readLog().find("bind: No such file or directory"), std::string::npos) << root.readLog();
+}
+
+// A bus that takes the connection and never says a word: the agent gives up on notifications and
+// serves requests. The bus library alone would wait its handshake out (a minute and a half), past
+// the socket wait below.
+TEST_F(AgentEndToEnd, ABusThatNeverAnswersDoesNotHoldTheStart) {
+  TempRoot root;
+  const std::string busPath = root.path() + "/silent-bus";
+  const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_GE(listener, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof(address.sun_path), "%s", busPath.c_str());
+  ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  ASSERT_EQ(::listen(listener, 8), 0);  // the kernel accepts on its behalf; nothing ever reads
+
+  Agent agent(root, {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + busPath}});
+  ASSERT_TRUE(agent.waitForSocket(30000ms)) << root.readLog();
+  std::this_thread::sleep_for(100ms);
+  auto sleeper = startSleeper();
+  standin::DaemonPeer daemon(root.paths().daemonSocket(), root.paths().agentSocket());
+  auto results = daemon.exchange({line("3", sleeper->pid())}, 1, 5000ms);
+  EXPECT_TRUE(results[0].reply) << agent.output();
+  EXPECT_NE(agent.output().find("no notification bus"), std::string::npos) << agent.output();
+  ::close(listener);
 }
 
 TEST_F(AgentEndToEnd, ADaemonThatIsDownCostsOnlyTheReply) {

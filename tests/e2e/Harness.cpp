@@ -143,14 +143,14 @@ int Child::wait(std::chrono::milliseconds timeout) {
   return status_;
 }
 
-Agent::Agent(const TempRoot& root) : root_(root) {
+Agent::Agent(const TempRoot& root, std::map<std::string, std::string> extraEnv) : root_(root) {
   outputFile_ = root.path() + "/agent-" + std::to_string(Clock::now().time_since_epoch().count()) + ".out";
-  child_ = std::make_unique<Child>(std::vector<std::string>{HALVEX_AGENT_BIN, "--headless"},
-                                   std::map<std::string, std::string>{{"HALVEX_ROOT", root.path()},
-                                                                      {"HOME", root.home()},
-                                                                      {"XDG_CONFIG_HOME", root.home() + "/.config"},
-                                                                      {"XDG_STATE_HOME", root.home() + "/.local/state"}},
-                                   outputFile_);
+  std::map<std::string, std::string> env{{"HALVEX_ROOT", root.path()},
+                                         {"HOME", root.home()},
+                                         {"XDG_CONFIG_HOME", root.home() + "/.config"},
+                                         {"XDG_STATE_HOME", root.home() + "/.local/state"}};
+  for (auto& [key, value] : extraEnv) env[key] = std::move(value);
+  child_ = std::make_unique<Child>(std::vector<std::string>{HALVEX_AGENT_BIN, "--headless"}, env, outputFile_);
 }
 
 std::string Agent::output() const { return readFile(outputFile_); }

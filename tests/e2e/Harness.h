@@ -70,7 +70,8 @@ class Child {
 
 class Agent {
  public:
-  explicit Agent(const TempRoot& root);
+  // extraEnv adds to (or replaces in) the agent's environment.
+  explicit Agent(const TempRoot& root, std::map<std::string, std::string> extraEnv = {});
   Child& process() { return *child_; }
   std::string output() const;
   bool waitForSocket(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) const;

@@ -4,6 +4,9 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <variant>
 
 #include "platform/NotificationBusNames.h"
@@ -11,16 +14,64 @@
 
 namespace halvex {
 
+namespace {
+
+// A bus that accepts connections but never answers would otherwise hold the agent's start for as
+// long as the bus library's own handshake timeout (a minute and a half).
+constexpr std::chrono::seconds kBusTimeout{2};
+
+// Zero when the bus answers a ping within the bound, a negative errno otherwise. The ping is
+// sent asynchronously and the connection driven by hand: a blocking call would first wait for the
+// handshake without the bound.
+int answersInTime(sd_bus* bus) {
+  int r = sd_bus_set_method_call_timeout(
+      bus, static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(kBusTimeout).count()));
+  if (r < 0) return r;
+  // Any reply, an error reply included, shows a bus that answers.
+  bool answered = false;
+  auto onReply = [](sd_bus_message*, void* userdata, sd_bus_error*) -> int {
+    *static_cast<bool*>(userdata) = true;
+    return 0;
+  };
+  sd_bus_slot* slot = nullptr;
+  r = sd_bus_call_method_async(bus, &slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus.Peer", "Ping", onReply, &answered, "");
+  if (r < 0) return r;
+  const auto deadline = std::chrono::steady_clock::now() + kBusTimeout;
+  while (!answered) {
+    r = sd_bus_process(bus, nullptr);
+    if (r < 0) break;
+    if (r > 0) continue;  // more may be ready at once
+    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) {
+      r = -ETIMEDOUT;
+      break;
+    }
+    r = sd_bus_wait(bus, static_cast<std::uint64_t>(left.count()));
+    if (r < 0) break;
+  }
+  sd_bus_slot_unref(slot);
+  if (answered) return 0;
+  return r < 0 ? r : -ETIMEDOUT;
+}
+
+}  // namespace
+
 DbusNotificationCenter::DbusNotificationCenter(MainLoop& mainLoop, const LineLogger& logger)
     : mainLoop_(mainLoop), logger_(logger) {
-  const int r = sd_bus_open_system(&sender_);
+  int r = sd_bus_open_system(&sender_);
+  if (r >= 0) r = answersInTime(sender_);
   if (r < 0) {
+    if (sender_) sd_bus_close_unref(sender_);
     sender_ = nullptr;
     logger_.logf("[HALVEX AGENT] no notification bus (%s): notifications are not sent", strerror(-r));
     return;
   }
   try {
+    // The bus has just answered, so this connection's handshake (which waits without a bound of
+    // its own) has a live peer.
     receiver_ = sdbus::createSystemBusConnection();
+    receiver_->setMethodCallTimeout(kBusTimeout);
     const std::string rule = std::string("type='signal',interface='") + notificationbus::kInterface + "',path='" +
                              notificationbus::kObjectPath + "'";
     receiver_->addMatch(
