@@ -15,21 +15,14 @@ namespace {
 using namespace std::chrono_literals;
 using test::FakeProcessRunner;
 
-ProcessResult exited(int status, std::string output = {}) {
-  ProcessResult r;
-  r.launched = true;
-  r.exitStatus = status;
-  r.output = std::move(output);
-  return r;
-}
+ProcessResult exited(int status, std::string output = {}) { return {true, false, status, std::move(output)}; }
 
-TEST(ShellScriptText, ReadsTheCommandAndTheSuffix) {
-  auto plain = parseShellScript("do shell script \"echo \\\"a b\\\" \\\\n\"");
+TEST(ShellScriptText, ReadsTheCommandAndTheSuffixAndMendsInvalidUtf8) {
+  const auto plain = parseShellScript("do shell script \"echo \\\"a b\\\" \\\\n\"");
   ASSERT_TRUE(plain);
   EXPECT_EQ(plain->shellCommand, "echo \"a b\" \\n");
   EXPECT_FALSE(plain->withAdministratorPrivileges);
-
-  auto admin = parseShellScript("do shell script \"/tmp/x\" with administrator privileges");
+  const auto admin = parseShellScript("do shell script \"/tmp/x\" with administrator privileges");
   ASSERT_TRUE(admin);
   EXPECT_EQ(admin->shellCommand, "/tmp/x");
   EXPECT_TRUE(admin->withAdministratorPrivileges);
@@ -39,9 +32,7 @@ TEST(ShellScriptText, ReadsTheCommandAndTheSuffix) {
   EXPECT_FALSE(parseShellScript("do shell script \"never closed"));
   EXPECT_FALSE(parseShellScript("do shell script \"x\" with something else"));
   EXPECT_FALSE(parseShellScript("do shell script \"bad escape \\q\""));
-}
 
-TEST(ShellScriptText, InvalidUtf8BecomesReplacementCharacters) {
   EXPECT_EQ(toValidUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
   EXPECT_EQ(toValidUtf8("a\xFF" "b"), "a\xEF\xBF\xBD" "b");
   EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");    // overlong
@@ -49,7 +40,7 @@ TEST(ShellScriptText, InvalidUtf8BecomesReplacementCharacters) {
   EXPECT_EQ(toValidUtf8("\xF0\x9F\x98"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // cut short
 }
 
-TEST(ScriptRunnerContract, QuietAndAdministratorFormsRunTheirPrograms) {
+TEST(ScriptRunnerContract, FormsRunTheirProgramsAndEveryFailureIsExactlyError) {
   FakeProcessRunner processes;
   processes.answerWith(exited(0, "out\n"));
   CommandRunner runner(processes);
@@ -68,11 +59,7 @@ TEST(ScriptRunnerContract, QuietAndAdministratorFormsRunTheirPrograms) {
   EXPECT_EQ(requests[1].arguments, (std::vector<std::string>{"/bin/sh", "-c", "/tmp/halvexuninstaller"}));
   EXPECT_FALSE(requests[1].timeout.has_value()) << "the password prompt waits for the user";
   EXPECT_EQ(requests[2].arguments.back(), "true");
-}
 
-TEST(ScriptRunnerContract, EveryFailureIsExactlyError) {
-  FakeProcessRunner processes;
-  CommandRunner runner(processes);
   processes.answerWith(exited(1, "partial output"));
   EXPECT_EQ(runner.quietScript("grep nothing"), "ERROR");
   processes.answerWith(exited(126));  // the prompt was dismissed
@@ -94,7 +81,6 @@ TEST(ScriptRunnerContract, EveryFailureIsExactlyError) {
   EXPECT_EQ(runner.quietScript("x"), "a\n") << "only the last line feed goes";
 }
 
-// The real adapter underneath.
 class RealRunner : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -106,26 +92,23 @@ class RealRunner : public ::testing::Test {
   LinuxProcessRunner processes_;
 };
 
-TEST_F(RealRunner, DirectRunnerJoinsErrorTextAndIgnoresTheStatus) {
+TEST_F(RealRunner, DirectRunnerJoinsErrorTextAndScriptRunnerKeepsTheGrepConvention) {
   CommandRunner runner(processes_);
+  // The direct runner ignores the exit status.
   EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "echo only-error >&2; exit 3"}), "only-error\n");
   EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "echo out; echo err >&2"}), "out\nerr\n");
   EXPECT_EQ(runner.eseguiShellCommand("/no/such/program", {}), "");
-}
 
-TEST_F(RealRunner, ScriptRunnerKeepsTheGrepConvention) {
-  CommandRunner runner(processes_);
   EXPECT_EQ(runner.quietScript("echo hello | /bin/grep nothing"), "ERROR");
   EXPECT_EQ(runner.quietScript("echo hello | /bin/grep hell"), "hello");
   EXPECT_EQ(runner.quietScript("echo"), "");
   EXPECT_EQ(runner.quietScript("echo only-error >&2"), "") << "standard error is not part of the answer";
   EXPECT_EQ(runner.quietScript("/no/such/tool"), "ERROR");
   EXPECT_EQ(runner.quietScript("printf %s \\\"a  b\\\""), "a  b") << "the escaped quotes reach the shell";
-}
 
-TEST_F(RealRunner, RefusedElevationIsError) {
+  // A refused or missing elevation prompt is an error.
   CommandRunnerLimits limits;
-  limits.elevator = "/bin/false";  // a prompt the user dismissed
+  limits.elevator = "/bin/false";
   CommandRunner refused(processes_, limits);
   EXPECT_EQ(refused.doAScript("echo should-not-run"), "ERROR");
   limits.elevator = "/no/such/pkexec";
@@ -145,8 +128,7 @@ TEST_F(RealRunner, LargeOutputIsDrainedWhileTheProgramRuns) {
 }
 
 TEST_F(RealRunner, AwkwardPathsStayInOnePiece) {
-  const std::string name = std::string("a b 'single' \"double\" \xFF\xFE.txt");
-  const auto path = (dir_ / name).string();
+  const auto path = (dir_ / "a b 'single' \"double\" \xFF\xFE.txt").string();
   std::ofstream(path) << "content\n";
   CommandRunner runner(processes_);
   // Arguments travel whole in the direct runner.

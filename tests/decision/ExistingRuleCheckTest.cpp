@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "decision/AlertPresenter.h"
-#include "decision/HXNotifyWindowController.h"
 #include "link/ChannelWorld.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
@@ -10,6 +9,8 @@ using namespace halvex;
 using namespace halvex::test;
 
 namespace {
+
+using Replies = std::vector<std::string>;
 
 struct RecordingAlerts final : AlertPresenter {
   std::vector<std::shared_ptr<HXNotifyWindowController>> shown;
@@ -26,8 +27,7 @@ class RuleCheck : public ::testing::Test {
     world.globals.enableNotifications = true;
   }
 
-  std::shared_ptr<HXApplication> addApp(const std::string& path, std::int64_t state,
-                                        std::vector<std::string> matches = {}) {
+  std::shared_ptr<HXApplication> addApp(const std::string& path, std::int64_t state, Replies matches = {}) {
     auto app = generateHXApplication(rules, state, path);
     app->appMatches = std::move(matches);
     world.globals.globalAppsArray.push_back(app);
@@ -35,16 +35,12 @@ class RuleCheck : public ::testing::Test {
   }
 
   // Runs one request through the check, as the intake would; returns the replies' suffixes.
-  std::vector<std::string> decide(const std::string& path, const std::string& ip = "192.168.1.7",
-                                  const std::string& port = "443") {
+  Replies decide(const std::string& path, const std::string& ip = "192.168.1.7", const std::string& port = "443") {
     const auto before = world.sockets.sentLines().size();
-    line = "t " + ip + " " + port + " 300 TCP 4 0";
-    world.globals.synchronizedNotification.suspend();
-    auto controller = std::make_shared<HXNotifyWindowController>(world.context);
-    world.globals.notifyControllers["2"] = controller;
-    controller->setNotifyParameters("300", path, "501", ip, port, "TCP", "4", line, "2", "0");
+    const std::string line = "t " + ip + " " + port + " 300 TCP 4 0";
+    world.openRequest("2", path, line, "0", ip, port);
     world.loop.runPending();
-    std::vector<std::string> suffixes;
+    Replies suffixes;
     const auto sent = world.sockets.sentLines();
     for (auto i = before; i < sent.size(); ++i) {
       EXPECT_EQ(sent[i].rfind(line, 0), 0u) << "a reply echoes the line";
@@ -60,46 +56,38 @@ class RuleCheck : public ::testing::Test {
   ChannelWorld world;
   RulesContext rules;
   RecordingAlerts alerts;
-  std::string line;
 };
-
-using Replies = std::vector<std::string>;
 
 }  // namespace
 
-TEST_F(RuleCheck, WholeAppStatesAnswerByLooseSubstringTests) {
+TEST_F(RuleCheck, WholeAppStatesAnswerByLooseSubstringTestsOncePerMatchingBinaryAndApp) {
   addApp("/Applications/Mail.app/Contents/MacOS/Mail", 1);
   addApp("/usr/bin/curl", 0);
+  auto twice = addApp("/opt/tool/bin/tool", 2);
+  twice->appBinaries = {"/opt/tool/", "bin/tool"};
+  addApp("/opt/tool/bin/tool", 3);  // a second app of the same name, which blocks
   // The candidate and binary tests are substring tests: GMail.app holds "Mail.app/".
   EXPECT_EQ(decide("/Applications/GMail.app/Contents/MacOS/GMail"), Replies{" 1 # #"});
   EXPECT_TRUE(finished());
   EXPECT_EQ(decide("/usr/bin/curl2"), Replies{" 0 # #"});
+  EXPECT_EQ(decide("/opt/tool/bin/tool"), (Replies{" 2 # #", " 2 # #", " 3 # #"}));
   EXPECT_TRUE(alerts.shown.empty());
 }
 
-TEST_F(RuleCheck, EveryMatchingBinaryAndEveryMatchingAppSendsItsOwnReply) {
-  auto twice = addApp("/opt/tool/bin/tool", 2);
-  twice->appBinaries = {"/opt/tool/", "bin/tool"};
-  addApp("/opt/tool/bin/tool", 3);  // a second app of the same name, which blocks
-  EXPECT_EQ(decide("/opt/tool/bin/tool"), (Replies{" 2 # #", " 2 # #", " 3 # #"}));
-}
-
-TEST_F(RuleCheck, StateFourWalksEveryRuleThroughEveryTest) {
+TEST_F(RuleCheck, StateFourWalksEveryRuleThroughEveryMatcher) {
   addApp("/usr/bin/ssh", 4, {"@192.168.1.0/24", "#10.0.0.1", "@443", "#_range1000:2000", "#192.168.0.0/16"});
   EXPECT_EQ(decide("/usr/bin/ssh", "192.168.1.7", "443"), (Replies{" 4 0 0", " 4 1 0", " 4 0 1"}));
   EXPECT_EQ(decide("/usr/bin/ssh", "10.0.0.1", "22"), Replies{" 4 0 1"});
-  EXPECT_TRUE(alerts.shown.empty());
-}
 
-TEST_F(RuleCheck, ARuleWithAColonAndASlashGoesThroughBothMatchers) {
-  addApp("/usr/bin/v6", 4, {"#2001:db8::/48", "@::/0"});
-  // The network rule blocks, and "::/0" passes every address, IPv4 ones included.
+  // A rule with ":" and "/" goes through both matchers: the network blocks, "::/0" passes
+  // every address, IPv4 ones included.
+  auto v6 = addApp("/usr/bin/v6", 4, {"#2001:db8::/48", "@::/0"});
   EXPECT_EQ(decide("/usr/bin/v6", "2001:db8::1"), (Replies{" 4 0 1", " 4 0 0"}));
   EXPECT_EQ(decide("/usr/bin/v6", "192.0.2.1"), Replies{" 4 0 0"});
-  // The IPv4 matcher alone answers a network without ":".
-  world.globals.globalAppsArray.front()->appMatches = {"@192.0.2.0/24"};
+  v6->appMatches = {"@192.0.2.0/24"};  // the IPv4 matcher alone answers a network without ":"
   EXPECT_EQ(decide("/usr/bin/v6", "192.0.2.1"), Replies{" 4 0 0"});
   EXPECT_TRUE(finished());
+  EXPECT_TRUE(alerts.shown.empty());
 }
 
 TEST_F(RuleCheck, NoMatchingRuleOrAnUnknownAppOpensTheAlertWithTheQueueHeld) {
@@ -114,13 +102,12 @@ TEST_F(RuleCheck, NoMatchingRuleOrAnUnknownAppOpensTheAlertWithTheQueueHeld) {
   world.globals.globalAppsArray.clear();
   EXPECT_TRUE(decide("/usr/bin/anything").empty());
   EXPECT_EQ(alerts.shown.size(), 2u);
-}
+  alerts.shown[1]->resumeQueue("2");
 
-TEST_F(RuleCheck, AKnownPassedAppWhoseBinaryIsNotInThePathStillAsks) {
-  auto app = addApp("/usr/bin/curl", 0);
-  app->appBinaries = {"/elsewhere/curl"};
+  // A known passed app whose binary is not in the path still asks.
+  addApp("/usr/bin/curl", 0)->appBinaries = {"/elsewhere/curl"};
   EXPECT_TRUE(decide("/usr/bin/curl").empty());
-  EXPECT_EQ(alerts.shown.size(), 1u);
+  EXPECT_EQ(alerts.shown.size(), 3u);
 }
 
 TEST_F(RuleCheck, QuietTimeAnswersEveryTimeAndRemembersTheAddressOnce) {
@@ -129,25 +116,25 @@ TEST_F(RuleCheck, QuietTimeAnswersEveryTimeAndRemembersTheAddressOnce) {
   app->appIsQuietPass = true;
   EXPECT_EQ(decide("/usr/bin/curl", "192.0.2.9"), Replies{" 4 0 0"});
   EXPECT_EQ(decide("/usr/bin/curl", "192.0.2.9"), Replies{" 4 0 0"});
-  EXPECT_EQ(app->appMatches, std::vector<std::string>{"@192.0.2.9"});
+  EXPECT_EQ(app->appMatches, Replies{"@192.0.2.9"});
   EXPECT_TRUE(finished());
 
   app->appIsQuietPass = false;
   app->appIsQuietBlock = true;
   EXPECT_EQ(decide("/usr/bin/curl", "192.0.2.10"), Replies{" 4 0 1"});
-  EXPECT_EQ(app->appMatches, (std::vector<std::string>{"@192.0.2.9", "#192.0.2.10"}));
+  EXPECT_EQ(app->appMatches, (Replies{"@192.0.2.9", "#192.0.2.10"}));
   EXPECT_TRUE(alerts.shown.empty());
 }
 
 TEST_F(RuleCheck, KnownAppsAreFoundByBundleNameAnywhereOrByExactPath) {
   addApp("/Applications/Big.app/Contents/MacOS/Big", 0);
   addApp("/usr/bin/curl", 0);
-  auto probe = std::make_shared<HXNotifyWindowController>(world.context);
-  EXPECT_TRUE(probe->appExistsInGlobalArray("/Users/me/Copies/Big.app/Contents/MacOS/Big"));
-  EXPECT_FALSE(probe->appExistsInGlobalArray("/Applications/Bigger.app/Contents/MacOS/Big"));
-  EXPECT_TRUE(probe->appExistsInGlobalArray("/usr/bin/curl"));
-  EXPECT_FALSE(probe->appExistsInGlobalArray("/usr/bin/curl2"));
-  EXPECT_EQ(probe->getAppFromGlobalArray("/x/Big.app/Contents/Helpers/H")->appPath, "/Applications/Big.app");
+  HXNotifyWindowController probe(world.context);
+  EXPECT_TRUE(probe.appExistsInGlobalArray("/Users/me/Copies/Big.app/Contents/MacOS/Big"));
+  EXPECT_FALSE(probe.appExistsInGlobalArray("/Applications/Bigger.app/Contents/MacOS/Big"));
+  EXPECT_TRUE(probe.appExistsInGlobalArray("/usr/bin/curl"));
+  EXPECT_FALSE(probe.appExistsInGlobalArray("/usr/bin/curl2"));
+  EXPECT_EQ(probe.getAppFromGlobalArray("/x/Big.app/Contents/Helpers/H")->appPath, "/Applications/Big.app");
 }
 
 TEST_F(RuleCheck, WithAlertsOffTheProcessIsPassedAndLearntOnceAsAPermanentPassRule) {
@@ -161,12 +148,12 @@ TEST_F(RuleCheck, WithAlertsOffTheProcessIsPassedAndLearntOnceAsAPermanentPassRu
 
   EXPECT_EQ(decide("/opt/Tool.app/Contents/MacOS/tool"), Replies{" 0 # #"});
   ASSERT_EQ(world.globals.globalAppsArray.size(), 2u);
-  const auto& learnt = world.globals.globalAppsArray.front();
-  EXPECT_EQ(learnt->appName, "Tool.app");
-  EXPECT_EQ(learnt->appBinaries, std::vector<std::string>{"Tool.app/"});
-  EXPECT_EQ(learnt->appPath, "/opt/Tool.app");
-  EXPECT_EQ(learnt->appIsBlockedOrAllowed, 0);
-  EXPECT_TRUE(learnt->appIsPersistent);
+  const auto& learnt = *world.globals.globalAppsArray.front();
+  EXPECT_EQ(learnt.appName, "Tool.app");
+  EXPECT_EQ(learnt.appBinaries, Replies{"Tool.app/"});
+  EXPECT_EQ(learnt.appPath, "/opt/Tool.app");
+  EXPECT_EQ(learnt.appIsBlockedOrAllowed, 0);
+  EXPECT_TRUE(learnt.appIsPersistent);
   EXPECT_EQ(copies, 1);
   EXPECT_TRUE(finished());
 }

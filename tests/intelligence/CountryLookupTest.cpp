@@ -35,18 +35,20 @@ TEST(Ipv4Text, AddressesAndNetworksReadAsTheCLibraryDoes) {
     EXPECT_FALSE(parseIpv4Network(junk)) << junk;
 }
 
-TEST(CountryNames, TheFullTableByCodeInAnyCase) {
-  EXPECT_EQ(countryNames().size(), 252u);
+TEST(CountryNames, ByCodeInAnyCase) {
   EXPECT_EQ(countryName("it"), "Italy");
   EXPECT_EQ(countryName("IT"), "Italy");
   EXPECT_EQ(countryName("ZZ"), "Unknown");
-  EXPECT_EQ(countryName("gw"), "Guinea-Bissau");
   EXPECT_FALSE(countryName("xq"));
 }
 
 // Random tables with overlapping, nested and duplicated networks: the index and the walk agree on
 // every address, boundaries of every network included.
 TEST(CountryIndex, AgreesWithTheWalkEvenWhereNetworksOverlap) {
+  const auto dotted = [](std::uint32_t a) {
+    return std::to_string(a >> 24) + "." + std::to_string((a >> 16) & 255) + "." + std::to_string((a >> 8) & 255) +
+           "." + std::to_string(a & 255);
+  };
   std::mt19937 random(42);
   for (int round = 0; round < 8; ++round) {
     NationsTable table;
@@ -57,9 +59,7 @@ TEST(CountryIndex, AgreesWithTheWalkEvenWhereNetworksOverlap) {
         const unsigned prefix = 8 + random() % 25;
         // Addresses crowd into a few /8s so that networks collide.
         const std::uint32_t base = (static_cast<std::uint32_t>(random() % 4 + 60) << 24) | (random() & 0xFFFFFF);
-        const std::string line = std::to_string(base >> 24) + "." + std::to_string((base >> 16) & 255) + "." +
-                                 std::to_string((base >> 8) & 255) + "." + std::to_string(base & 255) + "/" +
-                                 std::to_string(prefix);
+        const std::string line = dotted(base) + "/" + std::to_string(prefix);
         lines.push_back(line);
         ranges.push_back(*parseIpv4Network(line));
         if (i % 9 == 0) lines.push_back(i % 2 ? "" : "garbage");
@@ -70,16 +70,7 @@ TEST(CountryIndex, AgreesWithTheWalkEvenWhereNetworksOverlap) {
     for (const auto& r : ranges)
       for (std::uint32_t a : {r.first - 1, r.first, r.first + 1, r.last - 1, r.last, r.last + 1}) probes.push_back(a);
     for (int i = 0; i < 2000; ++i) probes.push_back((static_cast<std::uint32_t>(random() % 6 + 59) << 24) | (random() & 0xFFFFFF));
-    for (const std::uint32_t a : probes) {
-      const std::string text = std::to_string(a >> 24) + "." + std::to_string((a >> 16) & 255) + "." +
-                               std::to_string((a >> 8) & 255) + "." + std::to_string(a & 255);
-      const auto walked = searchNationsLinear(table, text);
-      const auto indexed = index.find(text);
-      ASSERT_EQ(walked.has_value(), indexed.has_value()) << text;
-      if (walked) {
-        ASSERT_EQ(*walked, *indexed) << text;
-      }
-    }
+    for (const std::uint32_t a : probes) ASSERT_EQ(searchNationsLinear(table, dotted(a)), index.find(dotted(a))) << dotted(a);
   }
 }
 
@@ -150,7 +141,7 @@ TEST_F(FlagsFixture, TheSharedDirectoryComesFirstAndUnreadableFilesAreEmpty) {
   EXPECT_EQ(flags.locate("1.1.1.1"), (NationLocation{"Unknown", "terra", false})) << "ZZ names Unknown";
 }
 
-TEST_F(FlagsFixture, SpecialRangesComeBeforeTheCountries) {
+TEST_F(FlagsFixture, SpecialRangesComeBeforeTheCountriesAndFindFlagDeliversOnTheLoop) {
   files_.addFile("/bundle/aggregated/it-aggregated.zone", "0.0.0.0/0\n");
   HXFlagsController flags(pathsWith("/bundle"), files_, files_, [](const std::string&) { return true; });
   flags.makeDict();
@@ -162,19 +153,9 @@ TEST_F(FlagsFixture, SpecialRangesComeBeforeTheCountries) {
   for (const char* a : {"192.168.4.4", "172.31.255.1", "10.1.2.3", "169.254.9.9", "::ffff:10.0.0.1", "fe80::1.2.3.4"})
     EXPECT_EQ(flags.locate(a), lan) << a;
   EXPECT_EQ(flags.locate("172.32.0.1"), (NationLocation{"Italy", "it", false}));
-  // No location at all for IPv6, nor without data.
-  EXPECT_FALSE(flags.locate("2001:db8::1"));
-  test::MemoryFiles nothing;
-  HXFlagsController empty(pathsWith("/bundle"), nothing, nothing);
-  empty.makeDict();
-  EXPECT_TRUE(empty.isEmpty());
-  EXPECT_FALSE(empty.locate("127.0.0.1"));
-}
+  EXPECT_FALSE(flags.locate("2001:db8::1")) << "no location for IPv6";
 
-TEST_F(FlagsFixture, FindFlagSearchesOffTheLoopAndDeliversOnIt) {
-  files_.addFile("/bundle/aggregated/it-aggregated.zone", "5.0.0.0/8\n");
-  HXFlagsController flags(pathsWith("/bundle"), files_, files_, [](const std::string&) { return true; });
-  flags.makeDict();
+  // The search runs off the loop and the answer is delivered on it.
   test::ManualLoop loop;
   ConcurrentQueue findFlag("findFlag");
   std::vector<NationLocation> got;
@@ -186,9 +167,14 @@ TEST_F(FlagsFixture, FindFlagSearchesOffTheLoopAndDeliversOnIt) {
   EXPECT_TRUE(got.empty()) << "nothing is delivered before the loop runs";
   ASSERT_TRUE(loop.waitAndRun());
   EXPECT_TRUE(onLoop);
-  ASSERT_EQ(got.size(), 1u);
-  EXPECT_EQ(got[0].name, "Italy");
+  EXPECT_EQ(got, std::vector<NationLocation>{(NationLocation{"Italy", "it", false})});
   EXPECT_FALSE(flags.findFlag("2001:db8::5", findFlag, loop, [](const NationLocation&) {}));
+
+  test::MemoryFiles nothing;
+  HXFlagsController empty(pathsWith("/bundle"), nothing, nothing);
+  empty.makeDict();
+  EXPECT_TRUE(empty.isEmpty());
+  EXPECT_FALSE(empty.locate("127.0.0.1"));
 }
 
 }  // namespace

@@ -51,10 +51,7 @@ TEST_F(Sock, HostNameIsTheFirstNameOrNothing) {
 }
 
 TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
-  ProcessResult r;
-  r.launched = true;
-  r.exitStatus = 0;
-  r.output = "% IANA WHOIS\n# comment\nrefer: whois.example\n";
+  ProcessResult r{.launched = true, .timedOut = false, .exitStatus = 0, .output = "% IANA WHOIS\n# comment\nrefer: whois.example\n"};
   processes_.answerWith(r);
   std::string done;
   sock_.clickWhois("1.2.3.4", [&](const std::string& text) { done = text; });
@@ -68,10 +65,9 @@ TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
   r.exitStatus = 2;
   processes_.answerWith(r);
   EXPECT_EQ(sock_.whoisReport("2001:db8::1"), "ERROR");
-  // A text that is no address never reaches a shell.
   EXPECT_EQ(sock_.whoisReport("1.2.3.4; rm -rf ~"), "ERROR");
   EXPECT_EQ(sock_.whoisReport("\"\xFF"), "ERROR");
-  EXPECT_EQ(processes_.requests().size(), 2u);
+  EXPECT_EQ(processes_.requests().size(), 2u) << "a text that is no address never reaches a shell";
 }
 
 TEST_F(Sock, CheckWhoisIsBoundedAndAlwaysAnnouncesItsEnd) {

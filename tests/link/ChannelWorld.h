@@ -1,6 +1,6 @@
 #pragma once
-// A request channel with everything behind it, over in-memory sockets and processes: the world in
-// which the channel and intake tests run. The test thread is the main loop's thread.
+// A request channel with everything behind it, over in-memory sockets and processes. The test
+// thread is the main loop's thread.
 
 #include <cstdio>
 #include <memory>
@@ -9,6 +9,7 @@
 
 #include "agent/Globals.h"
 #include "decision/DecisionContext.h"
+#include "decision/HXNotifyWindowController.h"
 #include "fakes/FakeProcesses.h"
 #include "fakes/FakeSockets.h"
 #include "fakes/ManualLoop.h"
@@ -52,30 +53,34 @@ struct ChannelWorld {
     reader = std::thread([this] { channel.openandreadsocketagent(); });
   }
 
-  // Runs the synchronised queue and the main loop until the queue stands idle and unsuspended,
-  // or until `replies` replies have gone out.
+  // Runs the main loop until `replies` replies have gone out, then until the queue stands idle
+  // and unsuspended (a sync block runs only after every earlier block, on a queue not held).
   void settle(std::size_t replies) {
     for (int i = 0; i < 500 && sockets.sentLines().size() < replies; ++i) loop.waitAndRun(std::chrono::milliseconds(10));
-    drainQueue();
-  }
-  void drainQueue() {
-    // A sync block runs only once every earlier block has run and the queue is not held.
     for (int i = 0; i < 500; ++i) {
-      if (globals.synchronizedNotification.suspendCount() == 0) {
-        globals.synchronizedNotification.sync([] {});
-        return;
-      }
+      if (globals.synchronizedNotification.suspendCount() == 0) return globals.synchronizedNotification.sync([] {});
       loop.waitAndRun(std::chrono::milliseconds(10));
     }
+  }
+
+  // A request of pid 300, uid 501, opened as the intake opens it: the queue held and the
+  // controller registered under its tag.
+  using Text = const std::string&;
+  std::shared_ptr<HXNotifyWindowController> openRequest(Text tag, Text path, Text line, Text responsible = "0",
+                                                        Text ip = "192.0.2.1", Text port = "443",
+                                                        Text protocol = "TCP", Text version = "4") {
+    globals.synchronizedNotification.suspend();
+    auto controller = std::make_shared<HXNotifyWindowController>(context);
+    globals.notifyControllers[tag] = controller;
+    controller->setNotifyParameters("300", path, "501", ip, port, protocol, version, line, tag, responsible);
+    return controller;
   }
 
   std::string printed() const {
     std::fflush(printFile);
     std::rewind(printFile);
     std::string text;
-    char buffer[512];
-    std::size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, printFile)) > 0) text.append(buffer, n);
+    for (int c; (c = std::fgetc(printFile)) != EOF;) text.push_back(static_cast<char>(c));
     return text;
   }
 };
@@ -87,8 +92,8 @@ inline std::string requestLine(const std::string& token, int pid, const std::str
 
 // A zero-padded 128-byte datagram.
 inline std::string datagram(const std::string& line) {
-  std::string d(128, '\0');
-  d.replace(0, std::min<std::size_t>(line.size(), 128), line.substr(0, 128));
+  std::string d = line.substr(0, 128);
+  d.resize(128, '\0');
   return d;
 }
 

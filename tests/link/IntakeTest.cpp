@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "decision/HXNotifyWindowController.h"
 #include "link/ChannelWorld.h"
 #include "link/RequestLine.h"
 
@@ -9,6 +8,8 @@ using namespace halvex::test;
 
 namespace {
 
+using Lines = std::vector<std::string>;
+
 class Intake : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -16,52 +17,46 @@ class Intake : public ::testing::Test {
     world.processes.add(301, "/usr/bin/ssh", 0);
   }
   void request(const std::string& line) { world.bridge.readRequest(line); }
+  void expectIdle() {
+    EXPECT_TRUE(world.globals.notifyControllers.empty());
+    EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 0);
+  }
   ChannelWorld world;
 };
 
 }  // namespace
 
 TEST_F(Intake, LinesWithoutSevenFieldsAreDroppedSilentlyAndTheNextLineIsTaken) {
-  for (const std::string& bad : std::vector<std::string>{"", "1 192.0.2.1 443 300 TCP 4",
-                                                         "1 192.0.2.1 443 300 TCP 4 0 extra",
-                                                         "1  192.0.2.1 443 300 TCP 4 0",  // two blanks make an eighth, empty field
-                                                         "\n\n", std::string("\x01\xfe\x7f", 3)}) {
+  for (const std::string& bad : Lines{"", "1 192.0.2.1 443 300 TCP 4", "1 192.0.2.1 443 300 TCP 4 0 extra",
+                                      "1  192.0.2.1 443 300 TCP 4 0",  // two blanks make an eighth, empty field
+                                      "\n\n", std::string("\x01\xfe\x7f", 3)})
     request(bad);
-  }
   request(requestLine("9", 300));
   world.settle(1);
-  EXPECT_EQ(world.sockets.sentLines(), std::vector<std::string>{requestLine("9", 300) + " 0 # #"});
+  EXPECT_EQ(world.sockets.sentLines(), Lines{requestLine("9", 300) + " 0 # #"});
   EXPECT_EQ(world.globals.requestCounter, 2u) << "a dropped line moves no counter";
-  EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 0);
-  EXPECT_TRUE(world.globals.notifyControllers.empty());
+  expectIdle();
 }
 
 TEST_F(Intake, TagsStartAtTwoAndWrapFrom999999BackToTwo) {
   EXPECT_EQ(HXNotifyController::nextRequestCounter(1), 2u);
-  EXPECT_EQ(HXNotifyController::nextRequestCounter(41), 42u);
   EXPECT_EQ(HXNotifyController::nextRequestCounter(999998), 999999u);
   EXPECT_EQ(HXNotifyController::nextRequestCounter(999999), 2u);
-
   world.globals.requestCounter = 999999;
   request(requestLine("1", 300));
   world.settle(1);
   EXPECT_EQ(world.globals.requestCounter, 2u);
 }
 
-TEST_F(Intake, AVanishedProcessIsPassedAtOnceWithItsLineFeedsRemoved) {
+TEST_F(Intake, AVanishedOrUnnamedProcessIsPassedAtOnceWithItsLineFeedsRemoved) {
   request("5 192.0.2.1 443 777 TCP 4 0\n");
-  world.settle(1);
-  EXPECT_EQ(world.sockets.sentLines(), std::vector<std::string>{"5 192.0.2.1 443 777 TCP 4 0 0 # #"});
+  request("6 192.0.2.1 443 abc TCP 4 0");
+  request("7 192.0.2.1 443 -300 TCP 4 0");
+  world.settle(3);
+  EXPECT_EQ(world.sockets.sentLines(), (Lines{"5 192.0.2.1 443 777 TCP 4 0 0 # #", "6 192.0.2.1 443 abc TCP 4 0 0 # #",
+                                              "7 192.0.2.1 443 -300 TCP 4 0 0 # #"}));
   EXPECT_TRUE(world.globals.notifyControllers.empty());
-  EXPECT_EQ(world.globals.requestCounter, 2u) << "the tag is used up all the same";
-}
-
-TEST_F(Intake, APidThatIsNoNumberNamesNoProcessAndIsPassed) {
-  request("5 192.0.2.1 443 abc TCP 4 0");
-  request("6 192.0.2.1 443 -300 TCP 4 0");
-  world.settle(2);
-  EXPECT_EQ(world.sockets.sentLines(),
-            (std::vector<std::string>{"5 192.0.2.1 443 abc TCP 4 0 0 # #", "6 192.0.2.1 443 -300 TCP 4 0 0 # #"}));
+  EXPECT_EQ(world.globals.requestCounter, 4u) << "the tags are used up all the same";
   EXPECT_EQ(pidFromField("300abc"), 300);
   EXPECT_EQ(pidFromField("99999999999"), INT32_MAX);
 }
@@ -71,10 +66,8 @@ TEST_F(Intake, WithAlertsOffEveryProcessIsPassedWithTheLineEchoedAsReceived) {
   request(requestLine("1", 300) + "\n");
   request(requestLine("2", 301));
   world.settle(2);
-  EXPECT_EQ(world.sockets.sentLines(),
-            (std::vector<std::string>{requestLine("1", 300) + "\n 0 # #", requestLine("2", 301) + " 0 # #"}));
-  EXPECT_TRUE(world.globals.notifyControllers.empty());
-  EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 0);
+  EXPECT_EQ(world.sockets.sentLines(), (Lines{requestLine("1", 300) + "\n 0 # #", requestLine("2", 301) + " 0 # #"}));
+  expectIdle();
 }
 
 TEST_F(Intake, RequestsAreDecidedStrictlyOneAfterTheOther) {
@@ -85,28 +78,19 @@ TEST_F(Intake, RequestsAreDecidedStrictlyOneAfterTheOther) {
   EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 1);
   EXPECT_EQ(world.globals.synchronizedNotification.pendingCount(), 1u);
   EXPECT_TRUE(world.sockets.sentLines().empty());
-
   world.settle(2);
-  EXPECT_EQ(world.sockets.sentLines(),
-            (std::vector<std::string>{requestLine("1", 300) + " 0 # #", requestLine("2", 301) + " 0 # #"}));
+  EXPECT_EQ(world.sockets.sentLines(), (Lines{requestLine("1", 300) + " 0 # #", requestLine("2", 301) + " 0 # #"}));
   EXPECT_EQ(world.globals.requestCounter, 3u);
 }
 
-TEST_F(Intake, TheControllerGetsTheTenParametersInOrder) {
-  world.globals.synchronizedNotification.suspend();
-  auto controller = std::make_shared<HXNotifyWindowController>(world.context);
-  world.globals.notifyControllers["12"] = controller;
-  controller->setNotifyParameters("300", "/usr/bin/curl", "501", "2001:db8::1", "443", "UDP", "6",
-                                  "t 2001:db8::1 443 300 UDP 6 0", "12", "0");
-  EXPECT_EQ(controller->parameterProcessPid, "300");
-  EXPECT_EQ(controller->parameterProcessUID, "501");
-  EXPECT_EQ(controller->parameterProcessIP, "2001:db8::1");
-  EXPECT_EQ(controller->parameterProcessUDPorTCP, "UDP");
-  EXPECT_EQ(controller->parameterProcessIPversion, "6");
-  EXPECT_EQ(controller->parameterTagString, "12");
-  EXPECT_EQ(world.sockets.sentLines(), std::vector<std::string>{"t 2001:db8::1 443 300 UDP 6 0 0 # #"});
-  EXPECT_TRUE(world.globals.notifyControllers.empty()) << "finishing removes the controller";
-  EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 0) << "and resumes the queue";
+TEST_F(Intake, TheControllerGetsTheTenParametersInOrderAndFinishingReleasesTheQueue) {
+  const std::string line = "t 2001:db8::1 443 300 UDP 6 0";
+  auto controller = world.openRequest("12", "/usr/bin/curl", line, "0", "2001:db8::1", "443", "UDP", "6");
+  EXPECT_EQ((Lines{controller->parameterProcessPid, controller->parameterProcessUID, controller->parameterProcessIP,
+                   controller->parameterProcessUDPorTCP, controller->parameterProcessIPversion, controller->parameterTagString}),
+            (Lines{"300", "501", "2001:db8::1", "UDP", "6", "12"}));
+  EXPECT_EQ(world.sockets.sentLines(), Lines{line + " 0 # #"});
+  expectIdle();
 }
 
 TEST_F(Intake, AHelperServiceSpeaksForItsResponsibleAppOnlyWhenThatAppIsThere) {
@@ -117,18 +101,14 @@ TEST_F(Intake, AHelperServiceSpeaksForItsResponsibleAppOnlyWhenThatAppIsThere) {
     std::string path, responsible, expected;
   } cases[] = {
       {true, service, "400", "/opt/Big.app/Contents/MacOS/Big"},
-      {true, service, "0", service},                 // no responsible app
-      {true, service, "999", service},               // it has gone
+      {true, service, "0", service},                    // no responsible app
+      {true, service, "999", service},                  // it has gone
       {true, "/usr/bin/curl", "400", "/usr/bin/curl"},  // no service
-      {false, service, "400", service},              // substitution switched off
+      {false, service, "400", service},                 // substitution switched off
   };
   for (const auto& c : cases) {
     world.globals.automaticXPC = c.automaticXPC;
-    world.globals.synchronizedNotification.suspend();
-    auto controller = std::make_shared<HXNotifyWindowController>(world.context);
-    world.globals.notifyControllers["3"] = controller;
-    controller->setNotifyParameters("300", c.path, "501", "192.0.2.1", "443", "TCP", "4", requestLine("1", 300), "3",
-                                    c.responsible);
-    EXPECT_EQ(controller->parameterProcessName, c.expected) << c.path << " via " << c.responsible;
+    EXPECT_EQ(world.openRequest("3", c.path, requestLine("1", 300), c.responsible)->parameterProcessName, c.expected)
+        << c.path << " via " << c.responsible;
   }
 }

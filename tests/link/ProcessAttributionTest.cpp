@@ -28,8 +28,7 @@ std::string report(const std::string& domainLine) {
 }  // namespace
 
 TEST(ProcessAttribution, TheServiceReportNamesTheOwnerOnlyInItsOneForm) {
-  using P = XPCpid;
-  auto owner = P::parseOwner(77, report("domain = com.apple.xpc.launchd.domain.pid.Safari.812"));
+  const auto owner = XPCpid::parseOwner(77, report("domain = com.apple.xpc.launchd.domain.pid.Safari.812"));
   EXPECT_EQ(owner.pid, 812);
   EXPECT_EQ(owner.name, "Safari");
   for (const std::string& bad : {std::string(), report("domain = com.apple.xpc.launchd.domain.system"),
@@ -37,19 +36,15 @@ TEST(ProcessAttribution, TheServiceReportNamesTheOwnerOnlyInItsOneForm) {
                                  report("domain = com.apple.xpc.launchd.domain.pid.Big.0"),
                                  report("domain = com.apple.xpc.launchd.domain.pid.Big.12x"),
                                  std::string("no domain line at all")}) {
-    auto d = P::parseOwner(77, bad);
-    EXPECT_EQ(d.pid, 77) << bad;
-    EXPECT_EQ(d.name, "unknown") << bad;
+    const auto d = XPCpid::parseOwner(77, bad);
+    EXPECT_EQ(std::make_pair(d.pid, d.name), std::make_pair(77, std::string("unknown"))) << bad;
   }
-  // Only the first "domain = " line counts.
-  auto first = P::parseOwner(5, "domain = user/501\ndomain = com.apple.xpc.launchd.domain.pid.X.9\n");
-  EXPECT_EQ(first.name, "unknown");
+  EXPECT_EQ(XPCpid::parseOwner(5, "domain = user/501\ndomain = com.apple.xpc.launchd.domain.pid.X.9\n").name, "unknown")
+      << "only the first domain line counts";
 }
 
 TEST(ProcessAttribution, TheViaNamesAResponsibleAppThatIsThere) {
-  auto lookup = [](std::int32_t pid) -> std::string {
-    return pid == 400 ? "/Applications/Big.app/Contents/MacOS/Big" : "error";
-  };
+  auto lookup = [](std::int32_t pid) { return std::string(pid == 400 ? "/Applications/Big.app/Contents/MacOS/Big" : "error"); };
   const std::string service = "/Applications/Big.app/Contents/XPCServices/N.xpc/Contents/MacOS/N";
   EXPECT_EQ(viaStringFor(service, "400", lookup), " via Big");
   EXPECT_EQ(viaStringFor(service, "0", lookup), "");
@@ -73,31 +68,27 @@ TEST(ProcessAttribution, ConnectionEventsUseTheDaemonsPathOnlyForGoneProcesses) 
   owners.reports[601] = report("domain = com.apple.xpc.launchd.domain.pid.user.400");
   XPCpid xpc(owners);
   const std::string service = "/A/Big.app/Contents/XPCServices/N.xpc/Contents/MacOS/N";
-  auto infoprocess = [&](std::int32_t pid) -> std::string {
-    if (pid == 600 || pid == 601) return service;
-    if (pid == 400) return "/A/Big.app";
-    if (pid == 300) return "/usr/bin/curl";
-    return "error";
-  };
+  const std::map<std::int32_t, std::string> paths{{600, service}, {601, service}, {400, "/A/Big.app"}, {300, "/usr/bin/curl"}};
+  auto infoprocess = [&](std::int32_t pid) { return paths.contains(pid) ? paths.at(pid) : std::string("error"); };
   auto uid = [](std::int32_t pid) -> std::int32_t { return pid == 300 ? 0 : (pid == 999 ? -1 : 501); };
-  auto parts = [](std::string pid) {
-    return std::vector<std::string>{"0", "192.0.2.1", "443", pid, "x", "y", "/daemon/said", "with blank"};
+  auto attribute = [&](const std::string& pid) {
+    const std::vector<std::string> parts{"0", "192.0.2.1", "443", pid, "x", "y", "/daemon/said", "with blank"};
+    return attributeConnection(parts, 501, infoprocess, uid, xpc);
   };
 
-  auto gone = attributeConnection(parts("999"), 501, infoprocess, uid, xpc);
+  const auto gone = attribute("999");
   EXPECT_EQ(gone.path, "/daemon/said with blank");
   EXPECT_TRUE(gone.otherUser) << "uid -1 is nobody's";
 
-  auto root = attributeConnection(parts("300"), 501, infoprocess, uid, xpc);
+  const auto root = attribute("300");
   EXPECT_EQ(root.path, "/usr/bin/curl");
   EXPECT_TRUE(root.otherUser);
   EXPECT_EQ(root.viaName, "");
 
-  auto helper = attributeConnection(parts("600"), 501, infoprocess, uid, xpc);
+  const auto helper = attribute("600");
   EXPECT_FALSE(helper.otherUser);
   EXPECT_EQ(helper.viaPath, "/A/Big.app");
   EXPECT_EQ(helper.viaName, "Big");
 
-  auto userDomain = attributeConnection(parts("601"), 501, infoprocess, uid, xpc);
-  EXPECT_EQ(userDomain.viaName, "") << "an owner named user gives no via";
+  EXPECT_EQ(attribute("601").viaName, "") << "an owner named user gives no via";
 }

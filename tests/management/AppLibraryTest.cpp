@@ -10,7 +10,14 @@
 namespace halvex::test {
 namespace {
 
-using Names = std::vector<std::string>;
+using Apps = std::vector<DaemonApp>;
+constexpr auto kRed = &HXController::makeSelectedAppRed;
+constexpr auto kGreen = &HXController::makeSelectedAppGreen;
+
+void setHideSystem(LibraryWorld& w, bool hide) {
+  w.globals.preferences.updateUser([hide](UserPreferences& u) { u.hideSystemBinaries = hide; });
+  w.controller.applyFilter();
+}
 
 TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
   LibraryWorld w;
@@ -19,8 +26,8 @@ TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
   // The alert's steps: make the entry, put it first in the mirror, tell the library.
   auto learn = [&](const std::string& path) {
     if (findAppForPath(w.globals.globalAppsArray, path)) return;
-    auto app = w.controller.generateHXApplication(4, path);
-    w.globals.globalAppsArray.insert(w.globals.globalAppsArray.begin(), app);
+    auto& apps = w.globals.globalAppsArray;
+    apps.insert(apps.begin(), w.controller.generateHXApplication(4, path));
     w.globals.notificationCenter.post("copyArrayAppLibrary");
   };
   learn("/Applications/Foo.app/Contents/MacOS/Foo");
@@ -32,37 +39,28 @@ TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
 
   EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
   EXPECT_EQ(w.controller.appsGrid.selectionIndex, 0u) << "the newest app is selected";
-  EXPECT_EQ(w.mirrorNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
+  EXPECT_EQ(w.mirrorNames(), w.gridNames());
   auto foo = findAppForPath(w.globals.globalAppsArray, "/Applications/Foo.app/Contents/XPCServices/x");
   ASSERT_TRUE(foo);
   EXPECT_EQ(foo->appPath, "/Applications/Foo.app") << "the first copy seen gives the path";
   EXPECT_EQ(foo->appBinaries, Names{"Foo.app/"});
 
   // The next change carries the additions to the daemon in view order.
-  w.select(3);
-  w.controller.makeSelectedAppRed();
-  w.settle();
+  w.act(3, kRed);
   EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "Foo.app/", "/usr/bin/curl"}));
   EXPECT_EQ(w.daemonApps().back().state, 1);
 }
 
 TEST(AppLibrary, HiddenSystemBinariesStayInTheLibraryAndReachTheDaemon) {
   LibraryWorld w;
-  w.load("/usr/sbin/netd", 0);
-  w.load("/usr/bin/curl", 0);
-  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = true; });
-  w.controller.applyFilter();
+  for (const char* p : {"/usr/sbin/netd", "/usr/bin/curl"}) w.load(p, 0);
+  setHideSystem(w, true);
   EXPECT_EQ(w.gridNames(), Names{"curl"});
   EXPECT_EQ(w.controller.appsGrid.libraryCount, 2u);
-  EXPECT_TRUE(w.controller.appsGrid.hidesSystemBinaries);
 
-  w.select(0);  // arranged index: curl
-  w.controller.makeSelectedAppRed();
-  w.settle();
-  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/usr/sbin/netd", 0, {}}, {"/usr/bin/curl", 1, {}}}));
-
-  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = false; });
-  w.controller.applyFilter();
+  w.act(0, kRed);  // arranged index: curl
+  EXPECT_EQ(w.daemonApps(), (Apps{{"/usr/sbin/netd", 0, {}}, {"/usr/bin/curl", 1, {}}}));
+  setHideSystem(w, false);
   EXPECT_EQ(w.gridNames(), (Names{"netd", "curl"}));
 }
 
@@ -80,12 +78,9 @@ TEST(AppLibrary, RuleOfTheSelectedAppChangesAndIsSnapshotted) {
   EXPECT_EQ(a->appIsBlockedOrAllowed, 4);
 
   // Yellow keeps the entries and ends timed rule and quiet time.
-  w.select(0);
-  a->setAppTimer(60);
-  a->appHasTimer = true;
+  startTimer(*a, 60);
   a->setQuiet("pass", 20);
-  w.controller.makeSelectedAppYellow();
-  w.settle();
+  w.act(0, &HXController::makeSelectedAppYellow);
   EXPECT_EQ(a->appIsBlockedOrAllowed, 4);
   EXPECT_EQ(a->appMatches, (Names{"@10.0.0.1", "#443"}));
   EXPECT_FALSE(a->appHasTimer);
@@ -94,13 +89,10 @@ TEST(AppLibrary, RuleOfTheSelectedAppChangesAndIsSnapshotted) {
   EXPECT_EQ(w.appLists().size(), 1u);
 
   // Green and red drop the entries; the daemon hears each.
-  w.controller.makeSelectedAppGreen();
-  w.settle();
+  w.act(0, kGreen);
   EXPECT_EQ(w.daemonApps().front(), (DaemonApp{"/opt/a", 0, {}}));
-  w.select(1);
-  w.controller.makeSelectedAppRed();
-  w.settle();
-  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 0, {}}, {"/opt/b", 1, {}}}));
+  w.act(1, kRed);
+  EXPECT_EQ(w.daemonApps(), (Apps{{"/opt/a", 0, {}}, {"/opt/b", 1, {}}}));
   EXPECT_TRUE(b->appIsBlocked);
   EXPECT_EQ(w.controller.appsGrid.items[1].labelColor.systemName, "redColor");
   EXPECT_EQ(popoverDraws, 3);
@@ -113,27 +105,15 @@ TEST(AppLibrary, TheLockFlipsPassAndBlockAndAskingAppsByTheirEntries) {
     Names matches;
     std::int64_t flipped;
   };
-  const std::vector<Case> cases = {
-      {0, {}, 1},
-      {2, {"#1.2.3.4"}, 1},
-      {1, {}, 0},
-      {3, {"@443"}, 0},
-      {4, {}, 0},
-      {4, {"#_range1:2"}, 2},
-      {4, {"@_range1:2", "@443"}, 3},
-      {4, {"@443", "#80"}, 2},
-  };
-  for (const auto& c : cases) {
+  for (const auto& c : std::vector<Case>{{0, {}, 1}, {2, {"#1.2.3.4"}, 1}, {1, {}, 0}, {3, {"@443"}, 0},
+                                         {4, {}, 0}, {4, {"#_range1:2"}, 2}, {4, {"@_range1:2", "@443"}, 3},
+                                         {4, {"@443", "#80"}, 2}}) {
     LibraryWorld w;
     auto app = w.load("/opt/app", c.state, c.matches);
-    w.select(0);
-    w.controller.clickAppLocker();
-    w.settle();
+    w.act(0, &HXController::clickAppLocker);
     EXPECT_EQ(app->appIsBlockedOrAllowed, c.flipped) << "from state " << c.state;
-    ASSERT_EQ(w.daemonApps().size(), 1u);
-    EXPECT_EQ(w.daemonApps().front().state, c.flipped);
-    // From 0 or 1 the entries go; otherwise they stay.
-    EXPECT_EQ(app->appMatches, (c.flipped <= 1 ? Names{} : c.matches));
+    EXPECT_EQ(w.daemonApps(), (Apps{{"/opt/app", c.flipped, c.flipped <= 1 ? Names{} : c.matches}}))
+        << "from 0 or 1 the entries go; otherwise they stay";
   }
 
   LibraryWorld w;
@@ -149,68 +129,62 @@ TEST(AppLibrary, TheLockFlipsPassAndBlockAndAskingAppsByTheirEntries) {
   EXPECT_TRUE(w.appLists().empty());
 }
 
-TEST(AppLibrary, RemovingAnAppTakesItFromViewMirrorAndDaemon) {
+TEST(AppLibrary, RemovingAnAppOrTheServicesTakesThemFromViewMirrorAndDaemon) {
   LibraryWorld w;
+  w.load("/Applications/A.app/Contents/XPCServices/S.xpc/Contents/MacOS/S", 0);
   w.load("/opt/a", 0);
+  w.load("/opt/svc.xpc/Contents/MacOS/svc", 1);
   auto b = w.load("/opt/b", 1);
-  b->setAppTimer(30);
-  b->appHasTimer = true;
-  w.select(1);
-  w.controller.removeApp();
+  startTimer(*b, 30);
+  w.controller.removeAllXPCServices();
   w.settle();
-  EXPECT_EQ(w.gridNames(), Names{"a"});
-  EXPECT_EQ(w.mirrorNames(), Names{"a"});
-  EXPECT_EQ(w.daemonBinaries(), Names{"/opt/a"});
+  EXPECT_EQ(w.gridNames(), (Names{"A.app", "a", "b"})) << "a bundle path never holds the service's path";
+  EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/a", "/opt/b"}));
+
+  w.act(2, &HXController::removeApp);
+  EXPECT_EQ(w.gridNames(), (Names{"A.app", "a"}));
+  EXPECT_EQ(w.mirrorNames(), (Names{"A.app", "a"}));
+  EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/a"}));
   EXPECT_FALSE(b->appHasTimer);
   w.loop.advance(std::chrono::seconds(60));
   w.settle();
-  EXPECT_EQ(w.appLists().size(), 1u) << "the removed app's timer never fires";
+  EXPECT_EQ(w.appLists().size(), 2u) << "the removed app's timer never fires";
 }
 
 TEST(AppLibrary, CleaningAllAsksUnlessToldNotToAndSendsTheDatagram) {
   LibraryWorld w;
   w.load("/opt/a", 0);
   w.load("/opt/b", 1);
+  auto clean = [&] { w.controller.emptyall(); w.settle(); };
 
   // Cancel with the box ticked: nothing cleaned, but the warning is off from now on.
   w.dialogs.script({1001, true});
-  w.controller.emptyall();
-  w.settle();
+  clean();
   ASSERT_EQ(w.dialogs.shown().size(), 1u);
-  const auto sheet = w.dialogs.shown().front();
-  EXPECT_EQ(sheet.messageText, "Are you sure?");
-  EXPECT_EQ(sheet.buttons, (Names{"Clean apps list", "Cancel"}));
-  EXPECT_EQ(sheet.icon, "NSCaution");
-  EXPECT_TRUE(sheet.showsSuppressionButton);
   EXPECT_TRUE(w.controller.appsGrid.mainWindowVisible);
   EXPECT_EQ(w.controller.appsLibrary.size(), 2u);
   EXPECT_EQ(w.defaults.boolForKey(preferencekeys::kCleaningAllApps), true);
   EXPECT_TRUE(w.sockets.sentLines().empty());
 
-  w.controller.emptyall();
-  w.settle();
+  clean();
   EXPECT_EQ(w.dialogs.shown().size(), 1u) << "no second sheet";
   EXPECT_TRUE(w.controller.appsLibrary.empty());
   EXPECT_TRUE(w.controller.appsGrid.items.empty());
   EXPECT_TRUE(w.globals.globalAppsArray.empty());
   EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
   EXPECT_TRUE(w.appLists().empty()) << "the datagram replaces the list";
-
-  // An empty list is cleaned the same way.
-  w.controller.emptyall();
-  w.settle();
+  clean();  // an empty list is cleaned the same way
   EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5"}));
-}
 
-TEST(AppLibrary, CleaningAfterTheSheetsFirstButtonWithoutTheBox) {
-  LibraryWorld w;
-  w.load("/opt/a", 0);
-  w.dialogs.script({1000, false});
-  w.controller.emptyall();
-  w.settle();
-  EXPECT_TRUE(w.controller.appsLibrary.empty());
-  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
-  EXPECT_FALSE(w.defaults.contains(preferencekeys::kCleaningAllApps));
+  // The sheet's first button without the box cleans and leaves the warning on.
+  LibraryWorld fresh;
+  fresh.load("/opt/a", 0);
+  fresh.dialogs.script({1000, false});
+  fresh.controller.emptyall();
+  fresh.settle();
+  EXPECT_TRUE(fresh.controller.appsLibrary.empty());
+  EXPECT_EQ(fresh.sockets.sentLines(), Names{"5"});
+  EXPECT_FALSE(fresh.defaults.contains(preferencekeys::kCleaningAllApps));
 }
 
 TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
@@ -220,30 +194,26 @@ TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
   auto askNone = w.load("/opt/n", 4);
   auto passMixed = w.load("/opt/x", 2, {"#1.1.1.1", "@2.2.2.2"});
   auto blockOne = w.load("/opt/y", 3, {"@443"});
+  auto post = [&](const char* name) { w.globals.notificationCenter.post(name); w.settle(); };
   w.globals.enableNotifications = true;
 
-  w.globals.notificationCenter.post("silenceNotifications");
-  w.settle();
+  post("silenceNotifications");
   EXPECT_FALSE(w.globals.enableNotifications);
   EXPECT_EQ(askPass->appIsBlockedOrAllowed, 0);
   EXPECT_TRUE(askPass->appMatches.empty());
   EXPECT_EQ(askPass->appMatchesBackup, Names{"@443"}) << "only the backup keeps the entries";
-  EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 2);
-  EXPECT_EQ(askMixed->appMatches, (Names{"#_range1:9", "@443"}));
   EXPECT_EQ(askNone->appIsBlockedOrAllowed, 0);
   EXPECT_EQ(passMixed->appIsBlockedOrAllowed, 2) << "only asking apps change";
   EXPECT_EQ(w.daemonApps()[1], (DaemonApp{"/opt/m", 2, {"#_range1:9", "@443"}}));
   const auto sent = w.appLists().size();
 
   // Coming back needs alerts on: with them off, nothing changes.
-  w.globals.notificationCenter.post("reenableNotifications");
-  w.settle();
+  post("reenableNotifications");
   EXPECT_EQ(w.appLists().size(), sent);
   EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 2);
 
   w.globals.enableNotifications = true;
-  w.globals.notificationCenter.post("reenableNotifications");
-  w.settle();
+  post("reenableNotifications");
   EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 4) << "both kinds of entry: asks again";
   EXPECT_EQ(passMixed->appIsBlockedOrAllowed, 4);
   EXPECT_EQ(blockOne->appIsBlockedOrAllowed, 3) << "one kind only: stays";
@@ -251,72 +221,50 @@ TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
   EXPECT_EQ(w.appLists().size(), sent + 1);
 }
 
-TEST(AppLibrary, XpcServicesAreRemovedAndTheRestIsSent) {
-  LibraryWorld w;
-  w.load("/Applications/A.app/Contents/XPCServices/S.xpc/Contents/MacOS/S", 0);
-  w.load("/opt/tool", 0);
-  w.load("/opt/svc.xpc/Contents/MacOS/svc", 1);
-  w.controller.removeAllXPCServices();
-  w.settle();
-  EXPECT_EQ(w.gridNames(), (Names{"A.app", "tool"})) << "a bundle path never holds the service's path";
-  EXPECT_EQ(w.mirrorNames(), (Names{"A.app", "tool"}));
-  EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/tool"}));
-}
-
-TEST(AppLibrary, ExpiryWithAlertsOnReturnsTheAppToAsking) {
-  LibraryWorld w;
-  w.globals.enableNotifications = true;
-  auto app = w.load("/opt/a", 1);
-  app->appMatches = {"#80"};
+TEST(AppLibrary, ExpiryReturnsTheAppToAskingWithAlertsOnAndRemovesItAfterTheSendWithThemOff) {
+  LibraryWorld on;
+  on.globals.enableNotifications = true;
+  auto app = on.load("/opt/a", 1, {"#80"});
   app->appIsPersistent = false;
-  app->setAppTimer(120);
-  app->appHasTimer = true;
-  w.loop.advance(std::chrono::seconds(121));
-  w.settle();
+  startTimer(*app, 120);
+  on.loop.advance(std::chrono::seconds(121));
+  on.settle();
   EXPECT_EQ(app->appIsBlockedOrAllowed, 4);
-  EXPECT_EQ(app->appMatches, Names{"#80"});
   EXPECT_FALSE(app->appHasTimer);
-  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 4, {"#80"}}}));
-  EXPECT_TRUE(w.controller.appsGrid.items[0].yellow);
-
+  EXPECT_EQ(on.daemonApps(), (Apps{{"/opt/a", 4, {"#80"}}}));
+  EXPECT_TRUE(on.controller.appsGrid.items[0].yellow);
   // An unknown name still snapshots and sends.
-  w.globals.notificationCenter.post("expireApp", plist::Dictionary{{"appName", plist::Value("nobody")}});
-  w.settle();
-  EXPECT_EQ(w.appLists().size(), 2u);
-}
+  on.globals.notificationCenter.post("expireApp", plist::Dictionary{{"appName", plist::Value("nobody")}});
+  on.settle();
+  EXPECT_EQ(on.appLists().size(), 2u);
 
-TEST(AppLibrary, ExpiryWithAlertsOffRemovesTheAppAfterTheSend) {
-  LibraryWorld w;
-  w.load("/opt/keep", 0);
-  auto app = w.load("/opt/gone", 0);
-  app->setAppTimer(30);
-  app->appHasTimer = true;
-  w.loop.advance(std::chrono::seconds(31));
+  LibraryWorld off;
+  off.load("/opt/keep", 0);
+  startTimer(*off.load("/opt/gone", 0), 30);
+  off.loop.advance(std::chrono::seconds(31));
   // Let the queue's task run, but not yet the removal it queued on the main loop.
-  w.globals.synchronizedNotification.sync([] {});
-  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/keep", "/opt/gone"})) << "sent before the removal";
-  w.settle();
-  EXPECT_EQ(w.gridNames(), Names{"keep"});
-  EXPECT_EQ(w.mirrorNames(), (Names{"keep", "gone"})) << "until the next snapshot";
-  w.select(0);
-  w.controller.makeSelectedAppRed();
-  w.settle();
-  EXPECT_EQ(w.mirrorNames(), Names{"keep"});
-  EXPECT_EQ(w.daemonBinaries(), Names{"/opt/keep"});
+  off.globals.synchronizedNotification.sync([] {});
+  EXPECT_EQ(off.daemonBinaries(), (Names{"/opt/keep", "/opt/gone"})) << "sent before the removal";
+  off.settle();
+  EXPECT_EQ(off.gridNames(), Names{"keep"});
+  EXPECT_EQ(off.mirrorNames(), (Names{"keep", "gone"})) << "until the next snapshot";
+  off.act(0, kRed);
+  EXPECT_EQ(off.mirrorNames(), Names{"keep"});
+  EXPECT_EQ(off.daemonBinaries(), Names{"/opt/keep"});
 }
 
 TEST(AppLibrary, RulesFromTheLogActOnEveryAppWhosePathIsContained) {
   const std::string path = "/Applications/Foo.app/Contents/MacOS/Foo";
-  auto row = [&](std::string address = "192.0.2.7", std::int64_t port = 443) {
-    return std::vector<LogConnectionFacts>{{path, "", "", std::move(address), port}};
-  };
   LibraryWorld w;
+  auto rule = [&](LogRuleItem item, std::string address = "192.0.2.7", std::int64_t port = 443) {
+    w.controller.setAppRuleFromLogs(item, {{path, "", "", std::move(address), port}});
+    w.settle();
+  };
   auto bundle = w.load(path, 4, {"@192.0.2.7"});
   auto macos = w.load("/Applications/Foo", 0);  // a binary whose path is a prefix
   auto other = w.load("/opt/other", 4);
 
-  w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem, row());
-  w.settle();
+  rule(LogRuleItem::blockIPItem);
   EXPECT_EQ(bundle->appMatches, Names{"#192.0.2.7"}) << "the old entry of the address goes";
   EXPECT_EQ(bundle->appIsBlockedOrAllowed, 4);
   EXPECT_EQ(macos->appIsBlockedOrAllowed, 2) << "a pass app with a block entry is mixed";
@@ -324,30 +272,25 @@ TEST(AppLibrary, RulesFromTheLogActOnEveryAppWhosePathIsContained) {
   EXPECT_EQ(w.daemonApps()[1], (DaemonApp{"/Applications/Foo", 2, {"#192.0.2.7"}}));
 
   // A port already there, in either form, is not added again.
-  w.controller.setAppRuleFromLogs(LogRuleItem::passPortItem, row("x", 8080));
-  w.controller.setAppRuleFromLogs(LogRuleItem::blockPortItem, row("x", 8080));
-  w.settle();
+  rule(LogRuleItem::passPortItem, "x", 8080);
+  rule(LogRuleItem::blockPortItem, "x", 8080);
   EXPECT_EQ(bundle->appMatches, (Names{"@8080", "#192.0.2.7"}));
 
   // A block app is not given block entries; a pass of the whole app drops them.
   const auto before = w.appLists().size();
-  w.controller.setAppRuleFromLogs(LogRuleItem::blockAppItem, row());
-  w.settle();
+  rule(LogRuleItem::blockAppItem);
   EXPECT_EQ(w.appLists().size(), before + 2) << "one send per app found";
-  w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem, row("203.0.113.1"));
-  w.controller.setAppRuleFromLogs(LogRuleItem::blockPortItem, row("x", 22));
-  w.settle();
+  rule(LogRuleItem::blockIPItem, "203.0.113.1");
+  rule(LogRuleItem::blockPortItem, "x", 22);
   EXPECT_TRUE(bundle->appMatches.empty());
   EXPECT_EQ(w.appLists().size(), before + 2) << "refusals send nothing";
-  w.controller.setAppRuleFromLogs(LogRuleItem::passIPItem, row("203.0.113.1"));
-  w.settle();
+  rule(LogRuleItem::passIPItem, "203.0.113.1");
   EXPECT_EQ(bundle->appIsBlockedOrAllowed, 3);
   EXPECT_EQ(w.mirrorNames(), (Names{"Foo.app", "Foo", "other"})) << "no snapshot: nothing added";
 
   // Two rows selected: nothing.
-  auto two = row();
-  two.push_back(two.front());
-  w.controller.setAppRuleFromLogs(LogRuleItem::passAppItem, two);
+  const LogConnectionFacts row{path, "", "", "192.0.2.7", 443};
+  w.controller.setAppRuleFromLogs(LogRuleItem::passAppItem, {row, row});
   EXPECT_EQ(bundle->appIsBlockedOrAllowed, 3);
 }
 
@@ -357,12 +300,10 @@ TEST(AppLibrary, RulesFromTheLogMakeNewAppsForUnknownPaths) {
     std::int64_t state;
     Names matches;
   };
-  const std::vector<Case> cases = {
-      {LogRuleItem::blockAppItem, 1, {}},           {LogRuleItem::passAppItem, 0, {}},
-      {LogRuleItem::blockPortItem, 2, {"#53"}},     {LogRuleItem::passPortItem, 3, {"@53"}},
-      {LogRuleItem::blockIPItem, 2, {"#10.1.1.1"}}, {LogRuleItem::passIPItem, 3, {"@10.1.1.1"}},
-  };
-  for (const auto& c : cases) {
+  using enum LogRuleItem;
+  for (const auto& c : std::vector<Case>{{blockAppItem, 1, {}},        {passAppItem, 0, {}},
+                                         {blockPortItem, 2, {"#53"}},     {passPortItem, 3, {"@53"}},
+                                         {blockIPItem, 2, {"#10.1.1.1"}}, {passIPItem, 3, {"@10.1.1.1"}}}) {
     LibraryWorld w;
     w.load("/opt/known", 0);
     // A service is found by its owner's path.
@@ -378,31 +319,28 @@ TEST(AppLibrary, ReorderingByDragMovesTheSelectedApp) {
   LibraryWorld w;
   for (const char* p : {"/opt/a", "/opt/b", "/opt/c", "/opt/d"}) w.load(p, 0);
   DragPasteboard pasteboard;
+  auto drop = [&](std::size_t from, std::size_t to) {
+    w.select(from);
+    ASSERT_TRUE(w.controller.acceptDrop(to));
+    w.settle();
+  };
 
   w.select(0);
   ASSERT_TRUE(w.controller.canDragItemsAtIndexes({0}));
   ASSERT_TRUE(w.controller.writeItemsAtIndexes({0}, pasteboard));
   EXPECT_EQ(pasteboard.archivedIndexes, std::vector<std::size_t>{0});
-  EXPECT_EQ(pasteboard.type, DragPasteboard::kStringType);
   EXPECT_TRUE(w.controller.validateDrop(3));
-  ASSERT_TRUE(w.controller.acceptDrop(3));  // a before d: lands behind c
-  w.settle();
+  drop(0, 3);  // a before d: lands behind c
   EXPECT_EQ(w.gridNames(), (Names{"b", "c", "a", "d"}));
-  EXPECT_EQ(w.mirrorNames(), (Names{"b", "c", "a", "d"}));
+  EXPECT_EQ(w.mirrorNames(), w.gridNames());
   EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b", "/opt/c", "/opt/a", "/opt/d"}));
-
-  w.select(3);
-  ASSERT_TRUE(w.controller.acceptDrop(0));
-  w.settle();
+  drop(3, 0);
   EXPECT_EQ(w.gridNames(), (Names{"d", "b", "c", "a"}));
 
   // Dropping onto its own place changes nothing but is still sent.
   const auto sent = w.appLists().size();
-  w.select(1);
-  ASSERT_TRUE(w.controller.acceptDrop(1));
-  w.select(1);
-  ASSERT_TRUE(w.controller.acceptDrop(2));
-  w.settle();
+  drop(1, 1);
+  drop(1, 2);
   EXPECT_EQ(w.gridNames(), (Names{"d", "b", "c", "a"}));
   EXPECT_EQ(w.appLists().size(), sent + 2);
 
@@ -418,13 +356,15 @@ TEST(AppLibrary, ReorderingByDragMovesTheSelectedApp) {
 
 TEST(AppLibrary, SelectionFollowsTheNotificationAndTheGrid) {
   LibraryWorld w;
-  w.load("/opt/a", 0);
-  w.load("/opt/b", 0);
-  w.globals.notificationCenter.post("selectApp", plist::Dictionary{{"selectApp", plist::Value(std::int64_t{1})}});
+  for (const char* p : {"/opt/a", "/opt/b"}) w.load(p, 0);
+  auto selectByNote = [&](std::int64_t i) {
+    w.globals.notificationCenter.post("selectApp", plist::Dictionary{{"selectApp", plist::Value(i)}});
+  };
+  selectByNote(1);
   EXPECT_EQ(w.controller.appsGrid.selectionIndex, 1u);
   EXPECT_TRUE(w.controller.appsGrid.items[1].selected);
   EXPECT_FALSE(w.controller.appsGrid.items[0].selected);
-  w.globals.notificationCenter.post("selectApp", plist::Dictionary{{"selectApp", plist::Value(std::int64_t{9})}});
+  selectByNote(9);
   EXPECT_FALSE(w.controller.appsGrid.selectionIndex.has_value()) << "past the end: no selection";
 
   // A send without a snapshot: the mirror keeps its order while the daemon hears the library.

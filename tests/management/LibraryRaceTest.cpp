@@ -1,10 +1,10 @@
-// Library changes on the main loop racing their snapshot tasks on the synchronised queue, while
-// another thread holds and releases that queue the way open requests do. Run under
-// ThreadSanitizer this shows the sharing is race-free; in any build it shows that once everything
-// has run, the mirror and the daemon hold exactly the library.
+// Library changes on the main loop race their snapshot tasks on the synchronised queue while
+// another thread holds and releases that queue as open requests do. Under ThreadSanitizer this
+// shows the sharing is race-free; in any build, that the mirror and daemon end holding the library.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -42,7 +42,7 @@ TEST(AppLibraryRace, ChangesSnapshotsAndRequestsEndConsistent) {
 
   for (int round = 0; round < 300; ++round) {
     const auto count = w.controller.appsGrid.items.size();
-    w.select(static_cast<std::size_t>(round) % (count ? count : 1));
+    w.select(static_cast<std::size_t>(round) % std::max<std::size_t>(count, 1));
     switch (round % 8) {
       case 0: w.controller.makeSelectedAppGreen(); break;
       case 1: w.controller.makeSelectedAppRed(); break;
@@ -67,16 +67,11 @@ TEST(AppLibraryRace, ChangesSnapshotsAndRequestsEndConsistent) {
   done = true;
   requester.join();
   w.settle();
-  // One last change after the races: its snapshot is the final word.
-  w.select(0);
-  w.controller.makeSelectedAppGreen();
-  w.settle();
+  w.act(0, &HXController::makeSelectedAppGreen);  // one last change: its snapshot is the final word
 
   EXPECT_GT(requests.load(), 0);
   EXPECT_EQ(w.globals.globalAppsArray, w.controller.appsLibrary) << "the mirror holds the library's objects in order";
-  std::vector<std::string> binaries;
-  for (const auto& app : w.controller.appsLibrary) binaries.push_back(app->appBinaries.front());
-  EXPECT_EQ(w.daemonBinaries(), binaries);
+  EXPECT_EQ(w.daemonBinaries(), w.collect(w.controller.appsLibrary, [](const auto& a) { return a->appBinaries.front(); }));
   EXPECT_EQ(w.gridNames().size(), w.controller.appsLibrary.size());
 }
 

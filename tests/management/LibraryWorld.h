@@ -1,7 +1,7 @@
 #pragma once
-// One agent's app library in memory: globals on a manual loop, a recording daemon carrier (the
-// distributed centre), scripted sheets, the request channel on fake sockets, the configuration
-// that sends the lists, and the library controller linked to them as the program links them.
+// One agent's app library in memory: globals on a manual loop, a recording daemon carrier,
+// scripted sheets, the request channel on fake sockets, and the configuration and library
+// controller linked as the program links them.
 
 #include <cstdio>
 #include <string>
@@ -21,11 +21,13 @@
 
 namespace halvex::test {
 
+using Names = std::vector<std::string>;
+
 // One app as the daemon received it.
 struct DaemonApp {
   std::string binary;
   std::int64_t state = 0;
-  std::vector<std::string> matches;
+  Names matches;
   bool operator==(const DaemonApp&) const = default;
 };
 
@@ -55,7 +57,7 @@ struct LibraryWorld {
   }
 
   // An app in the library and its mirror, as a loaded configuration leaves it.
-  std::shared_ptr<HXApplication> load(const std::string& path, std::int64_t state, std::vector<std::string> matches = {}) {
+  std::shared_ptr<HXApplication> load(const std::string& path, std::int64_t state, Names matches = {}) {
     auto app = controller.generateHXApplication(state, path);
     app->appMatches = std::move(matches);
     controller.appsLibraryController.addObject(app);
@@ -64,6 +66,12 @@ struct LibraryWorld {
     return app;
   }
   void select(std::size_t index) { controller.selectApp(static_cast<std::int64_t>(index)); }
+  // Selects the app at `index`, runs one library action on it and lets everything settle.
+  void act(std::size_t index, void (HXController::*action)()) {
+    select(index);
+    (controller.*action)();
+    settle();
+  }
 
   std::vector<DistributedNotification> appLists() const {
     std::vector<DistributedNotification> lists;
@@ -78,29 +86,22 @@ struct LibraryWorld {
     if (lists.empty() || !lists.back().userInfo) return apps;
     for (const auto& entry : *lists.back().userInfo->find("AppList")->asArray()) {
       const auto& d = *entry.asDictionary();
-      DaemonApp app;
+      DaemonApp& app = apps.emplace_back();
       app.binary = *d.find("appBinaries")->asArray()->front().asString();
       app.state = *d.find("appIsBlockedOrAllowed")->asInteger();
       for (const auto& m : *d.find("appMatches")->asArray()) app.matches.push_back(*m.asString());
-      apps.push_back(app);
     }
     return apps;
   }
-  std::vector<std::string> daemonBinaries() const {
-    std::vector<std::string> names;
-    for (const auto& a : daemonApps()) names.push_back(a.binary);
+  template <class Range, class Field>
+  static Names collect(const Range& range, Field field) {
+    Names names;
+    for (const auto& item : range) names.push_back(field(item));
     return names;
   }
-  std::vector<std::string> mirrorNames() const {
-    std::vector<std::string> names;
-    for (const auto& a : globals.globalAppsArray) names.push_back(a->appName);
-    return names;
-  }
-  std::vector<std::string> gridNames() const {
-    std::vector<std::string> names;
-    for (const auto& item : controller.appsGrid.items) names.push_back(item.appName);
-    return names;
-  }
+  Names daemonBinaries() const { return collect(daemonApps(), [](const auto& a) { return a.binary; }); }
+  Names mirrorNames() const { return collect(globals.globalAppsArray, [](const auto& a) { return a->appName; }); }
+  Names gridNames() const { return collect(controller.appsGrid.items, [](const auto& i) { return i.appName; }); }
 
   ManualLoop loop;
   Globals globals{loop};
@@ -120,5 +121,11 @@ struct LibraryWorld {
   HXConfiguration configuration;
   HXController controller;
 };
+
+// Starts a timed rule on `app`, as its popover does.
+inline void startTimer(HXApplication& app, double seconds) {
+  app.setAppTimer(seconds);
+  app.appHasTimer = true;
+}
 
 }  // namespace halvex::test

