@@ -8,7 +8,6 @@
 #include "e2e/Harness.h"
 #include "rules/ConfigurationSnapshot.h"
 #include "runtime/PlistIO.h"
-#include "standin/DaemonPeer.h"
 
 using namespace halvex;
 using namespace halvex::e2e;
@@ -19,15 +18,6 @@ namespace {
 using plist::Array;
 using plist::Dictionary;
 using plist::Value;
-
-bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout = 10000ms) {
-  const auto until = std::chrono::steady_clock::now() + timeout;
-  while (std::chrono::steady_clock::now() < until) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(20ms);
-  }
-  return condition();
-}
 
 std::size_t count(const std::string& text, const std::string& needle) {
   std::size_t n = 0;
@@ -55,19 +45,7 @@ std::string customDefaults() {
   return plist::toXml(Value(Array{Value(encodedConfiguration(records, "test"))}));
 }
 
-class ConfigurationEndToEnd : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { bus_ = new PrivateBus(); }
-  static void TearDownTestSuite() {
-    delete bus_;
-    bus_ = nullptr;
-  }
-  static PrivateBus* bus_;
-};
-
-PrivateBus* ConfigurationEndToEnd::bus_ = nullptr;
-
-TEST_F(ConfigurationEndToEnd, AQuitAndARestartBringTheSameRulesBackThroughTheDaemonsFile) {
+TEST(ConfigurationEndToEnd, AQuitAndARestartBringTheSameRulesBackThroughTheDaemonsFileAndAMalformedOneEndsTheAgent) {
   TempRoot root;
   const std::string custom = root.path() + "/custom-resources";
   const std::string empty = root.path() + "/no-resources";
@@ -77,31 +55,23 @@ TEST_F(ConfigurationEndToEnd, AQuitAndARestartBringTheSameRulesBackThroughTheDae
   const std::string compact = root.path() + "/compact.plist";
   const std::string conf = root.paths().confPath();
 
-  const std::string daemonOut = root.path() + "/standin.out";
-  Child daemon({HALVEX_STANDIN_BIN, "--root", root.path(), "--listen", "120", "--compact-out", compact}, {}, daemonOut);
-  ASSERT_TRUE(waitUntil([&] { return readFile(daemonOut).find("ready") != std::string::npos; })) << readFile(daemonOut);
-
-  auto startAgent = [&](const std::string& resources, const std::string& out) {
-    return std::make_unique<Child>(std::vector<std::string>{HALVEX_AGENT_BIN, "--headless"},
-                                   std::map<std::string, std::string>{{"HALVEX_ROOT", root.path()},
-                                                                      {"HOME", root.home()},
-                                                                      {"XDG_CONFIG_HOME", root.home() + "/.config"},
-                                                                      {"XDG_STATE_HOME", root.home() + "/.local/state"},
-                                                                      {"HALVEX_RESOURCES", resources}},
-                                   out);
+  Child daemon({HALVEX_STANDIN_BIN, "--root", root.path(), "--listen", "120", "--compact-out", compact}, {},
+               root.path() + "/standin.out");
+  ASSERT_TRUE(waitUntil([&] { return daemon.output().find("ready") != std::string::npos; })) << daemon.output();
+  const auto heard = [&](std::size_t times) {
+    return waitUntil([&] { return count(daemon.output(), "compact apps=2 exclusions=1 records=1") == times; });
   };
 
   // First run: no file, the first-run defaults come in and reach the daemon's memory.
-  auto first = startAgent(custom, root.path() + "/agent1.out");
-  ASSERT_TRUE(waitUntil([&] { return count(readFile(daemonOut), "compact apps=2 exclusions=1 records=1") == 1; }))
-      << readFile(daemonOut) << readFile(root.path() + "/agent1.out");
+  Agent first(root, {{"HALVEX_RESOURCES", custom}});
+  ASSERT_TRUE(heard(1)) << daemon.output() << first.output();
   const std::string heardFirst = readFile(compact);
   EXPECT_FALSE(std::filesystem::exists(conf)) << "only the daemon writes the file, and only when told";
 
   // A plain quit hands the whole configuration to the daemon, which stores it.
-  first->signal(SIGTERM);
-  EXPECT_EQ(first->wait(), 0);
-  ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(conf); })) << readFile(daemonOut);
+  first.signal(SIGTERM);
+  EXPECT_EQ(first.wait(), 0);
+  ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(conf); })) << daemon.output();
   auto parsed = plist::parse(readFile(conf));
   ASSERT_TRUE(std::holds_alternative<Value>(parsed));
   const auto* file = std::get<Value>(parsed).asArray();
@@ -109,29 +79,25 @@ TEST_F(ConfigurationEndToEnd, AQuitAndARestartBringTheSameRulesBackThroughTheDae
   EXPECT_EQ(*(*file)[0].asDictionary()->find("HalvexClassName")->asString(), "HalvexConfiguration");
 
   // The restart has no first-run defaults at all: the rules can only come from the file.
-  auto second = startAgent(empty, root.path() + "/agent2.out");
-  ASSERT_TRUE(waitUntil([&] { return count(readFile(daemonOut), "compact apps=2 exclusions=1 records=1") == 2; }))
-      << readFile(daemonOut) << readFile(root.path() + "/agent2.out");
+  Agent second(root, {{"HALVEX_RESOURCES", empty}});
+  ASSERT_TRUE(heard(2)) << daemon.output() << second.output();
   EXPECT_EQ(readFile(compact), heardFirst) << "the same compact list as before the quit";
   EXPECT_NE(heardFirst.find("@192.0.2.1"), std::string::npos);
-  second->signal(SIGTERM);
-  EXPECT_EQ(second->wait(), 0);
+  second.signal(SIGTERM);
+  EXPECT_EQ(second.wait(), 0);
   daemon.signal(SIGTERM);
   daemon.wait();
-}
 
-TEST_F(ConfigurationEndToEnd, AMalformedFileEndsTheAgentWithItsReasonInTheLog) {
-  TempRoot root;
-  const std::string conf = root.paths().confPath();
-  std::filesystem::create_directories(std::filesystem::path(conf).parent_path());
-  std::ofstream(conf) << plist::toXml(Value(Array{Value("not a record")}));
+  // A malformed file ends the agent with its reason in the log; the file is left as it was and no
+  // rules go out.
+  const std::string malformed = plist::toXml(Value(Array{Value("not a record")}));
+  std::ofstream(conf) << malformed;
   NotificationRecorder recorder;
-  Agent agent(root);
-  const int status = agent.process().wait();
-  EXPECT_NE(status, 0);
-  EXPECT_NE(root.readLog().find("is malformed"), std::string::npos) << root.readLog() << agent.output();
-  EXPECT_TRUE(plist::parse(readFile(conf)).index() == 0) << "the file is left as it was";
-  for (const auto& name : recorder.names()) EXPECT_NE(name, "newAppListReceived");
+  Agent third(root);
+  EXPECT_NE(third.wait(), 0);
+  EXPECT_NE(root.readLog().find("is malformed"), std::string::npos) << root.readLog() << third.output();
+  EXPECT_EQ(readFile(conf), malformed);
+  EXPECT_EQ(recorder.count("newAppListReceived"), 0u);
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 #pragma once
-// What the end-to-end tests stand on: a private D-Bus daemon in the place of the system bus, a
+// What the end-to-end tests stand on: a private D-Bus daemon in the place of the system bus (started
+// once for the whole run, and inherited by every child through DBUS_SYSTEM_BUS_ADDRESS), a
 // temporary system root, the real agent binary started in it, and a recorder of notifications.
 
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,18 +25,12 @@ class DbusNotificationCenter;
 
 namespace halvex::e2e {
 
-// A dbus-daemon of the tests' own; its address is put in DBUS_SYSTEM_BUS_ADDRESS of this process,
-// so that children inherit it.
-class PrivateBus {
- public:
-  PrivateBus();
-  ~PrivateBus();
-  const std::string& address() const { return address_; }
+using Environment = std::map<std::string, std::string>;
 
- private:
-  pid_t pid_ = -1;
-  std::string address_;
-};
+// Polls `condition` until it holds or `timeout` passes; the answer is its last value.
+bool waitUntil(const std::function<bool()>& condition,
+               std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
+std::string readFile(const std::string& path);
 
 // A fresh directory standing for the system root, with the installation's socket folders and a
 // home for the per-user files.
@@ -45,41 +41,34 @@ class TempRoot {
   const std::string& path() const { return path_; }
   std::string home() const { return path_ + "/home"; }
   Paths paths() const;
-  std::string readLog() const;
+  std::string readLog() const { return readFile(paths().agentLogFile()); }
 
  private:
   std::string path_;
 };
 
-// A child process with its output captured to a file.
+// A child process with its output captured to a file; killed if still running at the end.
 class Child {
  public:
-  Child(const std::vector<std::string>& argv, const std::map<std::string, std::string>& extraEnv,
-        const std::string& outputFile);
+  Child(const std::vector<std::string>& argv, const Environment& extraEnv, std::string outputFile);
   ~Child();
   pid_t pid() const { return pid_; }
   void signal(int signal) const;
   // The exit status (or 128 + signal), or -1 if it did not end in time.
   int wait(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
   bool running();
+  std::string output() const { return readFile(outputFile_); }
 
  private:
   pid_t pid_ = -1;
   int status_ = -1;
+  std::string outputFile_;
 };
 
-class Agent {
+// The agent binary, headless, in `root`; extraEnv adds to (or replaces in) its environment.
+class Agent : public Child {
  public:
-  // extraEnv adds to (or replaces in) the agent's environment.
-  explicit Agent(const TempRoot& root, std::map<std::string, std::string> extraEnv = {});
-  Child& process() { return *child_; }
-  std::string output() const;
-  bool waitForSocket(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) const;
-
- private:
-  const TempRoot& root_;
-  std::string outputFile_;
-  std::unique_ptr<Child> child_;
+  explicit Agent(const TempRoot& root, Environment extraEnv = {});
 };
 
 // Records the distributed notifications seen on the private bus.
@@ -87,9 +76,9 @@ class NotificationRecorder {
  public:
   NotificationRecorder();
   ~NotificationRecorder();
-  std::vector<std::string> names();
-  bool waitFor(const std::string& name, std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
   std::vector<DistributedNotification> all();
+  std::size_t count(const std::string& name);
+  bool waitFor(const std::string& name, std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
 
  private:
   AgentLoop loop_;
@@ -100,7 +89,6 @@ class NotificationRecorder {
   std::vector<DistributedNotification> seen_;
 };
 
-std::string readFile(const std::string& path);
 // A process that sleeps until killed: a real pid to ask about.
 std::unique_ptr<Child> startSleeper();
 

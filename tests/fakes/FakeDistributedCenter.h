@@ -42,9 +42,8 @@ class FakeDistributedCenter final : public DistributedNotificationCenter {
     return posted_;
   }
   std::vector<std::string> postedNames() const {
-    std::lock_guard lock(mutex_);
     std::vector<std::string> names;
-    for (const auto& n : posted_) names.push_back(n.name);
+    for (const auto& n : posted()) names.push_back(n.name);
     return names;
   }
 

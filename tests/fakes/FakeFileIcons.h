@@ -1,7 +1,6 @@
 #pragma once
-// File icons from a table; a file not in the table gets "text-x-generic". Counts the questions.
+// File icons from a table; a file not in the table gets "text-x-generic".
 
-#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -16,13 +15,10 @@ class FakeFileIcons final : public FileIcons {
     icons_[path] = std::move(iconName);
   }
   std::string iconNameForFile(const std::string& path) const override {
-    ++questions;
     std::lock_guard lock(mutex_);
     const auto it = icons_.find(path);
     return it == icons_.end() ? "text-x-generic" : it->second;
   }
-  mutable std::atomic<int> questions{0};
-
  private:
   mutable std::mutex mutex_;
   std::map<std::string, std::string> icons_;

@@ -29,11 +29,7 @@ class FakeProcessRunner final : public ProcessRunner {
       requests_.push_back(request);
       handler = handler_;
     }
-    if (handler) return handler(request);
-    ProcessResult ok;
-    ok.launched = true;
-    ok.exitStatus = 0;
-    return ok;
+    return handler(request);
   }
   std::vector<ProcessRequest> requests() const {
     std::lock_guard lock(mutex_);
@@ -42,7 +38,7 @@ class FakeProcessRunner final : public ProcessRunner {
 
  private:
   mutable std::mutex mutex_;
-  Handler handler_;
+  Handler handler_ = [](const ProcessRequest&) { return ProcessResult{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}}; };
   std::vector<ProcessRequest> requests_;
 };
 

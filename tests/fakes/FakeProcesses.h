@@ -17,10 +17,6 @@ class FakeProcessInfo final : public ProcessInfo {
     std::lock_guard lock(mutex_);
     processes_[pid] = {std::move(path), uid};
   }
-  void remove(std::int32_t pid) {
-    std::lock_guard lock(mutex_);
-    processes_.erase(pid);
-  }
   std::optional<std::string> executablePath(std::int32_t pid) const override {
     std::lock_guard lock(mutex_);
     auto it = processes_.find(pid);

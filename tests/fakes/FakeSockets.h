@@ -2,9 +2,12 @@
 // The channel's socket operations in memory: datagrams for the reader are queued by the test,
 // replies are recorded, and any step can be made to fail.
 
+#include <algorithm>
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,31 +26,82 @@ class FakeSockets final : public UnixDatagramSockets {
   std::vector<std::string> calls;
   unsigned modeSet = 0;
 
-  // A datagram for the reader, as raw bytes (a receive copies at most the size asked for).
-  void deliver(std::string bytes);
-  // Makes the reader's next receive (once the queue is empty) return 0.
-  void deliverEnd();
+  // A datagram for the reader, as raw bytes (a receive copies at most the size asked for);
+  // nothing makes the reader's receive (once the queue before it is empty) return 0.
+  void deliver(std::optional<std::string> bytes) {
+    std::lock_guard lock(mutex_);
+    incoming_.push_back(std::move(bytes));
+    changed_.notify_all();
+  }
+  void deliverEnd() { deliver(std::nullopt); }
   // Replies sent so far: the text up to each datagram's NUL, and the datagrams' sizes.
-  std::vector<std::string> sentLines() const;
-  std::vector<std::size_t> sentSizes() const;
-  // Waits for `count` replies in all.
-  bool waitForSent(std::size_t count, int milliseconds = 5000) const;
+  std::vector<std::string> sentLines() const {
+    std::lock_guard lock(mutex_);
+    return sent_;
+  }
+  std::vector<std::size_t> sentSizes() const {
+    std::lock_guard lock(mutex_);
+    return sentSizes_;
+  }
 
-  int openSocket(int& error) override;
-  bool setSendBufferSize(int fd, int bytes) override;
-  bool setReceiveBufferSize(int fd, int bytes) override;
-  void unlinkPath(const std::string& path) override;
-  bool bindPath(int fd, const std::string& path, int& error) override;
-  void changeMode(const std::string& path, unsigned mode) override;
-  long receive(int fd, char* buffer, std::size_t size) override;
-  long sendTo(int fd, const char* buffer, std::size_t size, const std::string& path, int& error) override;
+  int openSocket(int& error) override {
+    if (record("socket", failSocket)) return 7;
+    error = 24;
+    return -1;
+  }
+  bool setSendBufferSize(int, int bytes) override { return record("sndbuf " + std::to_string(bytes), failSendBuffer); }
+  bool setReceiveBufferSize(int, int bytes) override {
+    return record("rcvbuf " + std::to_string(bytes), failReceiveBuffer);
+  }
+  void unlinkPath(const std::string& path) override { record("unlink " + path); }
+  bool bindPath(int, const std::string& path, int& error) override {
+    if (record("bind " + path, failBind)) return true;
+    error = 2;
+    return false;
+  }
+  void changeMode(const std::string& path, unsigned mode) override {
+    record("chmod " + path);
+    modeSet = mode;
+  }
+  long receive(int, char* buffer, std::size_t size) override {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return closed_ || !incoming_.empty(); });
+    if (closed_) return 0;
+    const auto datagram = std::move(incoming_.front());
+    incoming_.pop_front();
+    if (!datagram) return 0;
+    const std::size_t n = std::min(size, datagram->size());
+    std::memcpy(buffer, datagram->data(), n);
+    return static_cast<long>(n);
+  }
+  long sendTo(int, const char* buffer, std::size_t size, const std::string&, int& error) override {
+    std::lock_guard lock(mutex_);
+    if (sendError) {
+      error = sendError;
+      return -1;
+    }
+    sent_.emplace_back(buffer, ::strnlen(buffer, size));
+    sentSizes_.push_back(size);
+    return static_cast<long>(size);
+  }
   bool isNoBufferSpace(int error) const override { return error == kNoBufferSpace; }
-  void shutdownAndClose(int fd) override;
+  void shutdownAndClose(int) override {
+    std::lock_guard lock(mutex_);
+    closed_ = true;
+    changed_.notify_all();
+  }
 
  private:
+  // Notes the call; false when it is made to fail.
+  bool record(std::string call, bool fails = false) {
+    std::lock_guard lock(mutex_);
+    calls.push_back(std::move(call));
+    return !fails;
+  }
+
   mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
-  std::deque<std::string> incoming_;  // an empty string (not a datagram) marks the end
+  std::condition_variable changed_;
+  std::deque<std::optional<std::string>> incoming_;
   std::vector<std::string> sent_;
   std::vector<std::size_t> sentSizes_;
   bool closed_ = false;

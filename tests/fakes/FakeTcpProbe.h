@@ -11,10 +11,9 @@ namespace halvex::test {
 class FakeTcpProbe final : public TcpProbe {
  public:
   std::atomic<bool> reachable{false};
-  bool canConnect(const std::string& host, std::uint16_t port, std::chrono::milliseconds timeout) override {
+  bool canConnect(const std::string& host, std::uint16_t, std::chrono::milliseconds timeout) override {
     std::lock_guard lock(mutex_);
     lastHost_ = host;
-    lastPort_ = port;
     lastTimeout_ = timeout;
     return reachable.load();
   }
@@ -30,7 +29,6 @@ class FakeTcpProbe final : public TcpProbe {
  private:
   mutable std::mutex mutex_;
   std::string lastHost_;
-  std::uint16_t lastPort_ = 0;
   std::chrono::milliseconds lastTimeout_{0};
 };
 

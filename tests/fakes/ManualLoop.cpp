@@ -4,9 +4,6 @@
 
 namespace halvex::test {
 
-ManualLoop::ManualLoop() : now_(std::chrono::steady_clock::time_point{} + std::chrono::hours(1)),
-                           loopThread_(std::this_thread::get_id()) {}
-
 void ManualLoop::post(Task task) {
   {
     std::lock_guard lock(mutex_);
@@ -29,23 +26,6 @@ void ManualLoop::postAndWait(Task task) {
   finished.wait();
 }
 
-MainLoop::TimerId ManualLoop::scheduleTimer(Duration interval, bool repeats, Task task) {
-  std::lock_guard lock(mutex_);
-  return timers_.add(now_, interval, repeats, std::move(task));
-}
-
-void ManualLoop::cancelTimer(TimerId id) {
-  std::lock_guard lock(mutex_);
-  timers_.cancel(id);
-}
-
-bool ManualLoop::isLoopThread() const { return std::this_thread::get_id() == loopThread_; }
-
-std::chrono::steady_clock::time_point ManualLoop::now() const {
-  std::lock_guard lock(mutex_);
-  return now_;
-}
-
 std::size_t ManualLoop::runPending() {
   std::size_t ran = 0;
   for (;;) {
@@ -62,11 +42,7 @@ std::size_t ManualLoop::runPending() {
 }
 
 void ManualLoop::advance(Duration by) {
-  std::chrono::steady_clock::time_point target;
-  {
-    std::lock_guard lock(mutex_);
-    target = now_ + by;
-  }
+  const auto target = now() + by;
   runPending();
   for (;;) {
     std::optional<Task> due;
@@ -83,14 +59,10 @@ void ManualLoop::advance(Duration by) {
     if (due) (*due)();
     runPending();
   }
-  runPending();
 }
 
 bool ManualLoop::waitAndRun(std::chrono::milliseconds timeout) {
-  {
-    std::unique_lock lock(mutex_);
-    if (!posted_.wait_for(lock, timeout, [this] { return !tasks_.empty(); })) return false;
-  }
+  if (!waitForPosted(timeout)) return false;
   runPending();
   return true;
 }
@@ -98,16 +70,6 @@ bool ManualLoop::waitAndRun(std::chrono::milliseconds timeout) {
 bool ManualLoop::waitForPosted(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
   return posted_.wait_for(lock, timeout, [this] { return !tasks_.empty(); });
-}
-
-std::size_t ManualLoop::pendingCount() const {
-  std::lock_guard lock(mutex_);
-  return tasks_.size();
-}
-
-std::size_t ManualLoop::timerCount() const {
-  std::lock_guard lock(mutex_);
-  return timers_.size();
 }
 
 }  // namespace halvex::test

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 
 #include "platform/DirectoryListing.h"
 #include "platform/FileSystem.h"
@@ -19,7 +20,7 @@ class MemoryFiles final : public FileSystem, public DirectoryListing {
   }
   void addDirectory(const std::string& path) {
     std::lock_guard lock(mutex_);
-    directories_[path] = true;
+    directories_.insert(path);
   }
 
   bool fileExists(const std::string& path) const override {
@@ -30,7 +31,7 @@ class MemoryFiles final : public FileSystem, public DirectoryListing {
     std::lock_guard lock(mutex_);
     return directories_.count(path) > 0;
   }
-  bool isExecutable(const std::string& path) const override { return false; }
+  bool isExecutable(const std::string&) const override { return false; }
   std::optional<std::string> readFile(const std::string& path) const override {
     std::lock_guard lock(mutex_);
     const auto it = files_.find(path);
@@ -57,7 +58,7 @@ class MemoryFiles final : public FileSystem, public DirectoryListing {
  private:
   mutable std::mutex mutex_;
   std::map<std::string, std::optional<std::string>> files_;
-  std::map<std::string, bool> directories_;
+  std::set<std::string> directories_;
 };
 
 }  // namespace halvex::test

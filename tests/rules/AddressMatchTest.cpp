@@ -9,109 +9,69 @@ namespace {
 
 using addr::Ipv4Bytes;
 
-TEST(DVMatchIPTest, Ipv4NetworksMatchUnderTheirMask) {
+struct MatchCase {
+  const char* address;
+  const char* network;
+  bool matches;
+};
+
+TEST(DVMatchIPTest, Ipv4MatchesUnderTheMaskReadingAddressesLeniently) {
+  const MatchCase cases[] = {
+      {"192.168.1.7", "192.168.0.0/16", true}, {"192.169.1.7", "192.168.0.0/16", false},
+      {"10.0.0.1", "10.0.0.1/32", true},       {"10.0.0.1", "10.0.0.2/32", false},
+      {"172.31.255.1", "172.16.0.0/12", true}, {"172.32.0.1", "172.16.0.0/12", false},
+      {"10.1.15.255", "10.1.0.0/20", true},    {"10.1.16.0", "10.1.0.0/20", false},  // a partial byte
+      {"127.255.0.1", "0.0.0.0/1", true},      {"128.0.0.1", "0.0.0.0/1", false},
+      // The prefix is read up to its first non-digit: "24abc" is 24.
+      {"10.0.0.9", "10.0.0.0/24abc", true},    {"10.0.1.9", "10.0.0.0/24abc", false},
+      // Addresses are read as the C library reads them: short, octal, hexadecimal, one number.
+      {"10.1", "10.0.0.1/32", true},           {"010.0.0.1", "8.0.0.0/8", true},
+      {"0x7f.1", "127.0.0.0/8", true},         {"167772161", "10.0.0.1/32", true},
+      {"010.0.0.1", "10.0.0.0/8", false},
+      // Unreadable input is a failed match.
+      {"10.0.0.1", "10.0.0.0/33", false},      {"10.0.0.1", "10.0.0.0/-1", false},
+      {"10.0.0.1", "10.0.0.0/99999999999", false}, {"not-an-address", "0.0.0.0/0", false},
+      {"10.0.0.1", "ten/0", false},            {"10.0.0.1", "10.0.0.1", false},  // no "/"
+      {"", "0.0.0.0/0", false},
+  };
   DVMatchIP m;
-  EXPECT_TRUE(m.matchIP("192.168.1.7", "192.168.0.0/16"));
-  EXPECT_FALSE(m.matchIP("192.169.1.7", "192.168.0.0/16"));
-  EXPECT_TRUE(m.matchIP("10.0.0.1", "10.0.0.1/32"));
-  EXPECT_FALSE(m.matchIP("10.0.0.1", "10.0.0.2/32"));
-  EXPECT_TRUE(m.matchIP("172.31.255.1", "172.16.0.0/12"));
-  EXPECT_FALSE(m.matchIP("172.32.0.1", "172.16.0.0/12"));
-  // A partial byte: /20 covers 10.1.0.0 to 10.1.15.255.
-  EXPECT_TRUE(m.matchIP("10.1.15.255", "10.1.0.0/20"));
-  EXPECT_FALSE(m.matchIP("10.1.16.0", "10.1.0.0/20"));
-  EXPECT_TRUE(m.matchIP("127.255.0.1", "0.0.0.0/1"));
-  EXPECT_FALSE(m.matchIP("128.0.0.1", "0.0.0.0/1"));
+  for (const auto& c : cases) EXPECT_EQ(m.matchIP(c.address, c.network), c.matches) << c.address << " " << c.network;
+  // A zero or non-numeric prefix matches everything.
+  for (const char* address : {"8.8.8.8", "10.0.0.1", "255.255.255.255", "0.0.0.0"})
+    for (const char* network : {"1.2.3.4/0", "0.0.0.0/0", "8.8.8.8/abc", "8.8.8.8/"})
+      EXPECT_TRUE(m.matchIP(address, network)) << address << " " << network;
 }
 
-TEST(DVMatchIPTest, ZeroOrNonNumericPrefixMatchesEverything) {
+TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
+  const MatchCase cases[] = {
+      {"fe80::1", "fe80::/10", true},          {"febf:ffff::1", "fe80::/10", true},
+      {"fec0::1", "fe80::/10", false},         {"2001:db8::1", "fe80::/10", false},
+      {"fd12::1", "fc00::/7", true},           {"fe00::1", "fc00::/7", false},
+      {"2001:db8:0:0:1::", "2001:db8::/48", true}, {"2001:db9::", "2001:db8::/48", false},
+      {"::1", "::/0", true},                   {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "::/0", true},
+      {"2001:db8::5", "2001:db8::5", true},    {"2001:db8::6", "2001:db8::5", false},  // no "/": all 128 bits
+      {"fe80::1", "zz::/10", false},           {"fe80::1", "fe80::/129", false},
+      // An address that is no IPv6 text compares as all zeros: it fails every real network, and
+      // "::/0", which compares no bits at all, takes it like every other address.
+      {"not-v6", "fe80::/10", false},          {"10.0.0.1", "2001:db8::/48", false},
+      {"10.0.0.1", "::/0", true},              {"not-v6", "::/120", true},
+  };
   DVMatchIP m;
-  for (const char* address : {"8.8.8.8", "10.0.0.1", "255.255.255.255", "0.0.0.0"}) {
-    EXPECT_TRUE(m.matchIP(address, "1.2.3.4/0")) << address;
-    EXPECT_TRUE(m.matchIP(address, "0.0.0.0/0")) << address;
-    EXPECT_TRUE(m.matchIP(address, "8.8.8.8/abc")) << address;
-    EXPECT_TRUE(m.matchIP(address, "8.8.8.8/")) << address;
-  }
-  // The prefix is read up to its first non-digit: "24abc" is 24.
-  EXPECT_TRUE(m.matchIP("10.0.0.9", "10.0.0.0/24abc"));
-  EXPECT_FALSE(m.matchIP("10.0.1.9", "10.0.0.0/24abc"));
-}
-
-TEST(DVMatchIPTest, LenientAddressFormsAreReadAsTheCLibraryReadsThem) {
-  DVMatchIP m;
-  EXPECT_TRUE(m.matchIP("10.1", "10.0.0.1/32"));       // short form: 10.0.0.1
-  EXPECT_TRUE(m.matchIP("010.0.0.1", "8.0.0.0/8"));    // octal part
-  EXPECT_TRUE(m.matchIP("0x7f.1", "127.0.0.0/8"));     // hexadecimal part
-  EXPECT_TRUE(m.matchIP("167772161", "10.0.0.1/32"));  // one 32-bit number
-  EXPECT_FALSE(m.matchIP("010.0.0.1", "10.0.0.0/8"));
-}
-
-TEST(DVMatchIPTest, UnreadableInputIsAFailedMatch) {
-  DVMatchIP m;
-  EXPECT_FALSE(m.matchIP("10.0.0.1", "10.0.0.0/33"));
-  EXPECT_FALSE(m.matchIP("10.0.0.1", "10.0.0.0/-1"));
-  EXPECT_FALSE(m.matchIP("10.0.0.1", "10.0.0.0/99999999999"));
-  EXPECT_FALSE(m.matchIP("not-an-address", "0.0.0.0/0"));
-  EXPECT_FALSE(m.matchIP("10.0.0.1", "ten/0"));
-  EXPECT_FALSE(m.matchIP("10.0.0.1", "10.0.0.1"));  // no "/"
-  EXPECT_FALSE(m.matchIP("", "0.0.0.0/0"));
-}
-
-TEST(DVMatchIPTest, Ipv6NetworksCompareOnlyTheirPrefixBits) {
-  DVMatchIP m;
-  EXPECT_TRUE(m.matchIPV6("fe80::1", "fe80::/10"));
-  EXPECT_TRUE(m.matchIPV6("febf:ffff::1", "fe80::/10"));
-  EXPECT_FALSE(m.matchIPV6("fec0::1", "fe80::/10"));
-  EXPECT_FALSE(m.matchIPV6("2001:db8::1", "fe80::/10"));
-  EXPECT_TRUE(m.matchIPV6("fd12::1", "fc00::/7"));
-  EXPECT_FALSE(m.matchIPV6("fe00::1", "fc00::/7"));
-  EXPECT_TRUE(m.matchIPV6("2001:db8:0:0:1::", "2001:db8::/48"));
-  EXPECT_FALSE(m.matchIPV6("2001:db9::", "2001:db8::/48"));
-  for (const char* address : {"::1", "2001:db8::1", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}) {
-    EXPECT_TRUE(m.matchIPV6(address, "::/0")) << address;
-  }
-  // Without "/" all 128 bits count.
-  EXPECT_TRUE(m.matchIPV6("2001:db8::5", "2001:db8::5"));
-  EXPECT_FALSE(m.matchIPV6("2001:db8::6", "2001:db8::5"));
-}
-
-TEST(DVMatchIPTest, Ipv6RefusedInputIsAFailedMatch) {
-  DVMatchIP m;
-  EXPECT_FALSE(m.matchIPV6("fe80::1", "zz::/10"));
-  EXPECT_FALSE(m.matchIPV6("fe80::1", "fe80::/129"));
-  // An address that is no IPv6 text compares as all zeros: it fails every real network, and
-  // "::/0", which compares no bits at all, takes it like every other address.
-  EXPECT_FALSE(m.matchIPV6("not-v6", "fe80::/10"));
-  EXPECT_FALSE(m.matchIPV6("10.0.0.1", "2001:db8::/48"));
-  EXPECT_TRUE(m.matchIPV6("10.0.0.1", "::/0"));
-  EXPECT_TRUE(m.matchIPV6("not-v6", "::/120"));
+  for (const auto& c : cases) EXPECT_EQ(m.matchIPV6(c.address, c.network), c.matches) << c.address << " " << c.network;
 }
 
 TEST(DVMatchIPTest, CidrValidationTakesWhatTheNetworkReadersTake) {
   DVMatchIP m;
-  EXPECT_TRUE(m.validateIPV4cidr("10.0.0.0/8"));
-  EXPECT_TRUE(m.validateIPV4cidr("10/8"));        // abbreviated
-  EXPECT_TRUE(m.validateIPV4cidr("192.168.1.5"));  // no "/"
-  EXPECT_TRUE(m.validateIPV4cidr("0x0a/8"));       // hexadecimal
-  EXPECT_FALSE(m.validateIPV4cidr("10.0.0.0/33"));
-  EXPECT_FALSE(m.validateIPV4cidr("256.0.0.0/8"));
-  EXPECT_FALSE(m.validateIPV4cidr("1.2.3.4.5"));  // more than four bytes
-  EXPECT_FALSE(m.validateIPV4cidr("10.0.0.0/8x"));
-  EXPECT_FALSE(m.validateIPV4cidr("host/8"));
-  EXPECT_FALSE(m.validateIPV4cidr(""));
-
-  EXPECT_TRUE(m.validateIPV6cidr("fe80::/10"));
-  EXPECT_TRUE(m.validateIPV6cidr("::/0"));
-  EXPECT_TRUE(m.validateIPV6cidr("2001:db8::1"));
-  EXPECT_TRUE(m.validateIPV6cidr("::ffff:10.0.0.1"));
-  EXPECT_FALSE(m.validateIPV6cidr("zz::/10"));
-  EXPECT_FALSE(m.validateIPV6cidr("fe80::/129"));
-  EXPECT_FALSE(m.validateIPV6cidr("fe80::/010"));  // leading zero in the length
-  EXPECT_FALSE(m.validateIPV6cidr("fe80::/"));
-  EXPECT_FALSE(m.validateIPV6cidr("1:2:3:4:5:6:7:8:9"));
-  EXPECT_FALSE(m.validateIPV6cidr("1::2::3"));
-  EXPECT_FALSE(m.validateIPV6cidr("10.0.0.1"));
-  EXPECT_FALSE(m.validateIPV6cidr(""));
+  // Abbreviated, without "/", hexadecimal.
+  for (const char* good : {"10.0.0.0/8", "10/8", "192.168.1.5", "0x0a/8"}) EXPECT_TRUE(m.validateIPV4cidr(good)) << good;
+  for (const char* bad : {"10.0.0.0/33", "256.0.0.0/8", "1.2.3.4.5", "10.0.0.0/8x", "host/8", ""})
+    EXPECT_FALSE(m.validateIPV4cidr(bad)) << bad;
+  for (const char* good : {"fe80::/10", "::/0", "2001:db8::1", "::ffff:10.0.0.1"})
+    EXPECT_TRUE(m.validateIPV6cidr(good)) << good;
+  // "/010": a leading zero in the length is refused.
+  for (const char* bad : {"zz::/10", "fe80::/129", "fe80::/010", "fe80::/", "1:2:3:4:5:6:7:8:9", "1::2::3", "10.0.0.1",
+                          ""})
+    EXPECT_FALSE(m.validateIPV6cidr(bad)) << bad;
 }
 
 TEST(DVValidateIPTest, OnlyPlainAddressesAreValid) {
@@ -126,14 +86,11 @@ TEST(DVValidateIPTest, OnlyPlainAddressesAreValid) {
 }
 
 TEST(MatchAddressTextTest, InetAtonReadsShortOctalAndHexForms) {
-  auto bytes = [](const char* text) { return addr::inetAton(text); };
-  EXPECT_EQ(bytes("10.1"), (Ipv4Bytes{10, 0, 0, 1}));
-  EXPECT_EQ(bytes("10.1.2"), (Ipv4Bytes{10, 1, 0, 2}));
-  EXPECT_EQ(bytes("10.1.258"), (Ipv4Bytes{10, 1, 1, 2}));
-  EXPECT_EQ(bytes("010.0.0.1"), (Ipv4Bytes{8, 0, 0, 1}));
-  EXPECT_EQ(bytes("0x0A.0.0.0xff"), (Ipv4Bytes{10, 0, 0, 255}));
-  EXPECT_EQ(bytes("4294967295"), (Ipv4Bytes{255, 255, 255, 255}));
-  EXPECT_EQ(bytes("1.2.3.4 trailing words"), (Ipv4Bytes{1, 2, 3, 4}));
+  const std::pair<const char*, Ipv4Bytes> read[] = {
+      {"10.1", {10, 0, 0, 1}},          {"10.1.2", {10, 1, 0, 2}},        {"10.1.258", {10, 1, 1, 2}},
+      {"010.0.0.1", {8, 0, 0, 1}},      {"0x0A.0.0.0xff", {10, 0, 0, 255}}, {"4294967295", {255, 255, 255, 255}},
+      {"1.2.3.4 trailing words", {1, 2, 3, 4}}};
+  for (const auto& [text, bytes] : read) EXPECT_EQ(addr::inetAton(text), bytes) << text;
   for (const char* refused : {"", "1.2.3.4.5", "256.0.0.0", "1.2.65536", "4294967296", "08.0.0.0", "0x", "1..2",
                               "1.2.3.", ".1", "-1", "a.b.c.d", "1.2.3.4x"}) {
     EXPECT_FALSE(addr::inetAton(refused)) << refused;
@@ -142,14 +99,11 @@ TEST(MatchAddressTextTest, InetAtonReadsShortOctalAndHexForms) {
 
 TEST(MatchAddressTextTest, NetworkReadersAnswerTheNumberOfBits) {
   std::uint8_t v4[4] = {};
-  EXPECT_EQ(addr::inetNetPton4("10/8", v4, 4), 8);
-  EXPECT_EQ(addr::inetNetPton4("10", v4, 4), 8);            // class A
-  EXPECT_EQ(addr::inetNetPton4("172.16", v4, 4), 16);       // class B
-  EXPECT_EQ(addr::inetNetPton4("192.168.1", v4, 4), 24);    // class C
-  EXPECT_EQ(addr::inetNetPton4("192.168.1.5", v4, 4), 32);  // widened to the bytes given
-  EXPECT_EQ(addr::inetNetPton4("224.1.2.3", v4, 4), 4);     // multicast keeps its 4 bits
-  EXPECT_EQ(addr::inetNetPton4("240.1", v4, 4), 32);        // class E, padded
-  EXPECT_EQ(addr::inetNetPton4("1/99999999999", v4, 4), -1);
+  // Classes A, B and C; an address widened to the bytes given; multicast keeps its 4 bits; class E padded.
+  const std::pair<const char*, int> bits4[] = {{"10/8", 8},         {"10", 8},         {"172.16", 16},
+                                               {"192.168.1", 24},   {"192.168.1.5", 32}, {"224.1.2.3", 4},
+                                               {"240.1", 32},       {"1/99999999999", -1}};
+  for (const auto& [text, bits] : bits4) EXPECT_EQ(addr::inetNetPton4(text, v4, 4), bits) << text;
   EXPECT_EQ(addr::inetNetPton4("10.20.0.0/14", v4, 4), 14);
   EXPECT_EQ(v4[1], 20);
   EXPECT_EQ(addr::inetNetPton4("10/24", v4, 4), 24);  // padded with zero bytes
@@ -172,13 +126,9 @@ TEST(MatchAddressTextTest, NetworkReadersAnswerTheNumberOfBits) {
 }
 
 TEST(MatchAddressTextTest, IntValueReadsLeadingDigitsOnly) {
-  EXPECT_EQ(addr::intValue("24"), 24);
-  EXPECT_EQ(addr::intValue("  +7x"), 7);
-  EXPECT_EQ(addr::intValue("-3"), -3);
-  EXPECT_EQ(addr::intValue("abc"), 0);
-  EXPECT_EQ(addr::intValue(""), 0);
-  EXPECT_EQ(addr::intValue("99999999999"), 2147483647);
-  EXPECT_EQ(addr::intValue("-99999999999"), -2147483647 - 1);
+  const std::pair<const char*, int> values[] = {{"24", 24}, {"  +7x", 7}, {"-3", -3}, {"abc", 0}, {"", 0},
+                                                {"99999999999", 2147483647}, {"-99999999999", -2147483647 - 1}};
+  for (const auto& [text, value] : values) EXPECT_EQ(addr::intValue(text), value) << text;
 }
 
 }  // namespace

@@ -52,13 +52,8 @@ struct ConfigurationWorld {
   }
 
   static PathEnvironment makeEnvironment(std::string resourcesDir) {
-    PathEnvironment env;
-    env.root = "/root";
-    env.home = "/home/u";
-    env.xdgConfigHome = "/home/u/.config";
-    env.xdgStateHome = "/home/u/.local/state";
-    env.resourcesDir = std::move(resourcesDir);
-    return env;
+    return {.root = "/root", .home = "/home/u", .xdgConfigHome = "/home/u/.config",
+            .xdgStateHome = "/home/u/.local/state", .resourcesDir = std::move(resourcesDir)};
   }
 
   std::shared_ptr<HXApplication> addApp(const std::string& name, const std::string& path, std::int64_t state,

@@ -33,9 +33,8 @@ class HXRecordTest : public ::testing::Test {
 
 TEST_F(HXRecordTest, AddressLosesEveryPrefixCharacterAndRuleGivesThePrefix) {
   const auto a = row("@10.0.0.1", 1);
-  const auto b = row("10.0.0.1", 1);
   EXPECT_EQ(a->recordAddress, "10.0.0.1");
-  EXPECT_EQ(b->recordAddress, "10.0.0.1");
+  EXPECT_EQ(row("10.0.0.1", 1)->recordAddress, "10.0.0.1");
   EXPECT_EQ(a->recordPrefix, "#");
   EXPECT_EQ(row("#1#2@3", 0)->recordAddress, "123");
 

@@ -16,13 +16,6 @@ class PreferencesTest : public ::testing::Test {
 };
 
 TEST_F(PreferencesTest, ReadUserDefaultsTakesOnlyTheKeysThatExist) {
-  w.configuration.readUserDefaults();
-  const auto fresh = w.globals.preferences.user();
-  EXPECT_EQ(fresh.colors.color0, Color::rgba(0, 0.8, 0, 1));
-  EXPECT_EQ(fresh.currentTheme, 2);
-  EXPECT_TRUE(fresh.displaySplashScreenAtStart);
-  EXPECT_FALSE(fresh.mainWindowHeight);
-
   w.defaults.setColor("color1", Color::blackColor());
   w.defaults.setInteger("currentTheme", 0);
   w.defaults.setBool("verifySignatures", true);
@@ -32,7 +25,7 @@ TEST_F(PreferencesTest, ReadUserDefaultsTakesOnlyTheKeysThatExist) {
   w.configuration.readUserDefaults();
   const auto u = w.globals.preferences.user();
   EXPECT_EQ(u.colors.color1, Color::blackColor());
-  EXPECT_EQ(u.colors.color2, Color::orangeColor());
+  EXPECT_EQ(u.colors.color2, Color::orangeColor()) << "an absent key keeps its value";
   EXPECT_EQ(u.currentTheme, 0);
   EXPECT_TRUE(u.verifySignatures);
   EXPECT_FALSE(u.displaySplashScreenAtStart);
@@ -40,30 +33,28 @@ TEST_F(PreferencesTest, ReadUserDefaultsTakesOnlyTheKeysThatExist) {
   EXPECT_FALSE(w.globals.preferences.configuration().displayAlertWhenSwitchingLocationAwarenessPreset);
 }
 
-TEST_F(PreferencesTest, ResetRestoresEightWarningsButNotTheThemeNorAutoUpdate) {
-  for (const auto& key : preferencekeys::warningKeys()) w.defaults.setBool(key, true);
-  w.defaults.setBool("autoUpdate", true);
-  prefs.resetUserDefaults();
-  for (const auto& key : preferencekeys::warningKeys())
-    EXPECT_EQ(w.defaults.contains(key), key == preferencekeys::kChangingTheme) << key;
-  EXPECT_EQ(w.defaults.boolForKey("autoUpdate"), true);
-  ASSERT_EQ(w.dialogs.shown().size(), 1u);
-  EXPECT_EQ(w.dialogs.shown()[0].informativeText, "All warnings has been restored");
-
-  prefs.view.themeMatrix.selectedRow = 1;
-  prefs.changeThemeMatrix();
-  EXPECT_EQ(w.dialogs.shown().size(), 1u) << "the theme warning stays suppressed";
-  EXPECT_EQ(w.defaults.integerForKey("currentTheme"), 1);
-}
-
-TEST_F(PreferencesTest, TheThemeWarningIsSuppressedByItsCheckBox) {
+TEST_F(PreferencesTest, TheThemeWarningIsSuppressedByItsCheckBoxAndResetRestoresTheOthers) {
   w.dialogs.script({1000, true});
   prefs.view.themeMatrix.selectedRow = 0;
   prefs.changeThemeMatrix();
   w.loop.runPending();
   EXPECT_EQ(w.defaults.boolForKey(preferencekeys::kChangingTheme), true);
   prefs.changeThemeMatrix();
-  EXPECT_EQ(w.dialogs.shown().size(), 1u);
+  ASSERT_EQ(w.dialogs.shown().size(), 1u);
+
+  for (const auto& key : preferencekeys::warningKeys()) w.defaults.setBool(key, true);
+  w.defaults.setBool("autoUpdate", true);
+  prefs.resetUserDefaults();
+  for (const auto& key : preferencekeys::warningKeys())
+    EXPECT_EQ(w.defaults.contains(key), key == preferencekeys::kChangingTheme) << key;
+  EXPECT_EQ(w.defaults.boolForKey("autoUpdate"), true);
+  ASSERT_EQ(w.dialogs.shown().size(), 2u);
+  EXPECT_EQ(w.dialogs.shown()[1].informativeText, "All warnings has been restored");
+
+  prefs.view.themeMatrix.selectedRow = 1;
+  prefs.changeThemeMatrix();
+  EXPECT_EQ(w.dialogs.shown().size(), 2u) << "the theme warning stays suppressed";
+  EXPECT_EQ(w.defaults.integerForKey("currentTheme"), 1);
 }
 
 TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServices) {
@@ -71,9 +62,10 @@ TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServ
   w.addApp("curl", "/usr/bin/curl", 0);
   prefs.view.manageRoot.state = false;
   prefs.changeManageRoot();
-  ASSERT_EQ(w.posted("rootPermissions").size(), 1u);
-  EXPECT_EQ(w.posted("rootPermissions")[0].object, "it.dovik");
-  EXPECT_EQ(w.posted("rootPermissions")[0].userInfo, (Dictionary{{"prefsBlockRoot", Value(false)}}));
+  const auto root = w.posted("rootPermissions");
+  ASSERT_EQ(root.size(), 1u);
+  EXPECT_EQ(root[0].object, "it.dovik");
+  EXPECT_EQ(root[0].userInfo, (Dictionary{{"prefsBlockRoot", Value(false)}}));
   EXPECT_FALSE(w.globals.preferences.configuration().prefsBlockRoot);
 
   prefs.view.managexpc.state = false;

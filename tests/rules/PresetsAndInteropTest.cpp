@@ -46,33 +46,24 @@ Imported importPreset(const std::string& name) {
 using Folders = std::vector<std::pair<std::string, std::int64_t>>;
 
 TEST(PresetsTest, EachStockConfigurationDoesWhatItsStrategyPromises) {
-  // Every app passes and is learnt into the view: nothing managed, alerts off.
-  auto p0 = importPreset("preset0");
-  EXPECT_FALSE(p0.alerts);
-  EXPECT_TRUE(p0.folders.empty());
-  // Every app passes through the folder "/" (the daemon's last resort) and none is shown.
-  auto p1 = importPreset("preset1");
-  EXPECT_FALSE(p1.alerts);
-  EXPECT_EQ(p1.folders, (Folders{{"/", 0}}));
-  // Everything blocked, silently.
-  auto p3 = importPreset("preset3");
-  EXPECT_FALSE(p3.alerts);
-  EXPECT_EQ(p3.folders, (Folders{{"/", 1}}));
-  // Every app asks.
-  auto p4 = importPreset("preset4");
-  EXPECT_TRUE(p4.alerts);
-  EXPECT_TRUE(p4.folders.empty());
-  // Asks, with the system folders passed.
-  auto p5 = importPreset("preset5");
-  EXPECT_TRUE(p5.alerts);
-  EXPECT_EQ(p5.folders, (Folders{{"/System", 0}, {"/usr/sbin", 0}, {"/usr/libexec", 0}}));
-  // Passes all, while the apps the user adds (checked before folders) can block or ask.
-  auto p7 = importPreset("preset7");
-  EXPECT_TRUE(p7.alerts);
-  EXPECT_EQ(p7.folders, (Folders{{"/", 0}}));
-  for (const auto& p : {p0, p1, p3, p4, p5, p7}) {
-    EXPECT_EQ(p.apps, 0u);
-    EXPECT_EQ(p.rules, 0u);
+  const struct {
+    const char* name;
+    bool alerts;
+    Folders folders;
+  } presets[] = {
+      {"preset0", false, {}},          // every app passes and is learnt into the view
+      {"preset1", false, {{"/", 0}}},  // every app passes through "/" (the daemon's last resort), none is shown
+      {"preset3", false, {{"/", 1}}},  // everything blocked, silently
+      {"preset4", true, {}},           // every app asks
+      {"preset5", true, {{"/System", 0}, {"/usr/sbin", 0}, {"/usr/libexec", 0}}},  // asks, system folders pass
+      {"preset7", true, {{"/", 0}}},  // passes all, while the apps the user adds (checked first) block or ask
+  };
+  for (const auto& preset : presets) {
+    const auto p = importPreset(preset.name);
+    EXPECT_EQ(p.alerts, preset.alerts) << preset.name;
+    EXPECT_EQ(p.folders, preset.folders) << preset.name;
+    EXPECT_EQ(p.apps, 0u) << preset.name;
+    EXPECT_EQ(p.rules, 0u) << preset.name;
   }
 }
 

@@ -8,46 +8,31 @@
 namespace halvex {
 namespace {
 
-RuleEntryKind kindOf(const char* entry) { return classifyRuleEntry(entry).kind; }
-
 TEST(RuleEntryTest, ClassifiesByTheFixedOrderOfTests) {
-  EXPECT_EQ(kindOf("@192.168.1.5"), RuleEntryKind::address);
-  EXPECT_EQ(kindOf("#10.0.0.0/8"), RuleEntryKind::subnet);
-  EXPECT_EQ(kindOf("@443"), RuleEntryKind::port);
-  EXPECT_EQ(kindOf("#_range8000:9000"), RuleEntryKind::range);
-  // A "/" makes a subnet before any address test; "_range" a range despite its ":".
-  EXPECT_EQ(kindOf("@fe80::1/64"), RuleEntryKind::subnet);
-  EXPECT_EQ(kindOf("@_range1:2"), RuleEntryKind::range);
-  EXPECT_EQ(kindOf("@_range1/2"), RuleEntryKind::range);
-  EXPECT_EQ(kindOf("@fe80::1"), RuleEntryKind::address);
-  EXPECT_EQ(kindOf("#example.com"), RuleEntryKind::address);
-}
-
-TEST(RuleEntryTest, PortsAreWholeIntegersFrom1To65535) {
-  EXPECT_EQ(kindOf("@1"), RuleEntryKind::port);
-  EXPECT_EQ(kindOf("@65535"), RuleEntryKind::port);
-  EXPECT_EQ(kindOf("@0443"), RuleEntryKind::port);
-  for (const char* address : {"#0", "@65536", "@70000", "@-5", "@", "@44x", "@4 4", "@99999999999999999999"}) {
-    EXPECT_EQ(kindOf(address), RuleEntryKind::address) << address;
-  }
-}
-
-TEST(RuleEntryTest, EntriesWithoutPrefixAreSkipped) {
+  using enum RuleEntryKind;
+  // A "/" makes a subnet before any address test; "_range" a range despite its ":". Ports are whole
+  // integers from 1 to 65535; anything else after a prefix is an address.
+  const std::pair<const char*, RuleEntryKind> kinds[] = {
+      {"@192.168.1.5", address}, {"#10.0.0.0/8", subnet}, {"@443", port},         {"#_range8000:9000", range},
+      {"@fe80::1/64", subnet},   {"@_range1:2", range},   {"@_range1/2", range},  {"@fe80::1", address},
+      {"#example.com", address}, {"@1", port},            {"@65535", port},       {"@0443", port},
+      {"#0", address},           {"@65536", address},     {"@70000", address},    {"@-5", address},
+      {"@", address},            {"@44x", address},       {"@4 4", address},      {"@99999999999999999999", address}};
+  for (const auto& [entry, kind] : kinds) EXPECT_EQ(classifyRuleEntry(entry).kind, kind) << entry;
+  // Entries without a prefix are skipped.
   for (const char* skipped : {"443", "", "10.0.0.1", "_range1:2", " @443"}) {
     const auto entry = classifyRuleEntry(skipped);
-    EXPECT_EQ(entry.kind, RuleEntryKind::skip) << skipped;
+    EXPECT_EQ(entry.kind, skip) << skipped;
     EXPECT_TRUE(entry.value.empty()) << skipped;
   }
-}
-
-TEST(RuleEntryTest, ValuesLoseThePrefixAndTheRangeWord) {
-  const auto range = classifyRuleEntry("#_range8000:9000");
-  EXPECT_EQ(range.rowText, "#8000:9000");
-  EXPECT_EQ(range.value, "8000:9000");
-  EXPECT_EQ(range.rule(), 1);
-  const auto subnet = classifyRuleEntry("@10.0.0.0/8");
-  EXPECT_EQ(subnet.value, "10.0.0.0/8");
-  EXPECT_EQ(subnet.rule(), 0);
+  // Values lose the prefix and the range word.
+  const auto rangeEntry = classifyRuleEntry("#_range8000:9000");
+  EXPECT_EQ(rangeEntry.rowText, "#8000:9000");
+  EXPECT_EQ(rangeEntry.value, "8000:9000");
+  EXPECT_EQ(rangeEntry.rule(), 1);
+  const auto subnetEntry = classifyRuleEntry("@10.0.0.0/8");
+  EXPECT_EQ(subnetEntry.value, "10.0.0.0/8");
+  EXPECT_EQ(subnetEntry.rule(), 0);
 }
 
 class RuleRowsTest : public ::testing::Test {
