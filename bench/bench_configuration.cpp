@@ -19,10 +19,10 @@
 #include <memory>
 #include <mutex>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "platform/linux/LinuxProcessControl.h"
 #include "rules/HXApplication.h"
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
 #include "runtime/AgentLoop.h"

@@ -11,11 +11,11 @@
 #include <memory>
 #include <mutex>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "management/HXController.h"
 #include "platform/linux/LinuxProcessControl.h"
 #include "rules/HXApplication.h"
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 #include "runtime/AgentLoop.h"
 #include "runtime/PlistIO.h"
 

@@ -7,10 +7,10 @@
 
 #include "RequestPathHarness.h"
 #include "fakes/ManualLoop.h"
-#include "rules/ConfigurationSnapshot.h"
+#include "configuration/ConfigurationSnapshot.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
-#include "rules/HXPreferences.h"
+#include "configuration/HXPreferences.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/PlistIO.h"
 

@@ -7,13 +7,14 @@
 #include <map>
 #include <string>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "decision/AlertPresenter.h"
 #include "decision/DecisionContext.h"
 #include "decision/HXNotifyWindowController.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
-#include "link/HXNotifyController.h"
+#include "decision/HXNotifyController.h"
+#include "link/BridgeClassHalvex.h"
 #include "link/RequestLine.h"
 #include "link/managesocketagent.h"
 
@@ -94,7 +95,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static Processes processes;
   static Control control;
   static LineLogger logger("fuzz", 0, stderr, stderr);
-  static managesocketagent channel(sockets, processes, control, logger, "/a", "/d");
+  static BridgeClassHalvex bridge(globals.synchronizedNotification, [](const std::string&) {});
+  static managesocketagent channel(sockets, processes, control, logger, bridge, "/a", "/d");
   static NotificationCenter center;
   static RulesContext rules = [] {
     RulesContext r;

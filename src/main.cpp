@@ -11,18 +11,18 @@
 #include <string>
 
 #include "agent/AppDelegate.h"
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "decision/DecisionContext.h"
 #include "link/BridgeClassHalvex.h"
-#include "link/HXNotifyController.h"
+#include "decision/HXNotifyController.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
 #include "management/DragSession.h"
 #include "management/HXController.h"
-#include "rules/HXConfiguration.h"
-#include "rules/HXPreferencesController.h"
+#include "configuration/HXConfiguration.h"
+#include "configuration/HXPreferencesController.h"
 #include "rules/RuleLibraries.h"
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 #include "platform/linux/DbusNotificationCenter.h"
 #include "platform/linux/LinuxBundleInfo.h"
 #include "platform/linux/LinuxFileIcons.h"
@@ -138,17 +138,16 @@ int main(int argc, char** argv) {
   preferencesController.halvexconfiguration = &configuration;
   preferencesController.halvexcontroller = &appsLibrary;
 
-  auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger,
+  HXNotifyController* intake = nullptr;
+  BridgeClassHalvex bridge(globals.synchronizedNotification, [&](const std::string& line) { intake->addRequest(line); });
+  auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger, bridge,
                                                      paths.agentSocket(), paths.daemonSocket());
   appsLibrary.halvexconfiguration = &configuration;
   appsLibrary.mymanagesocketagent = channel.get();
-  BridgeClassHalvex bridge(globals.synchronizedNotification, processControl);
   DecisionContext decisionContext{globals, *channel, processControl, &rulesContext, &alertPresenter, &logger};
   HXNotifyController notifyController(decisionContext, static_cast<std::int32_t>(::getuid()));
   StartSocket startSocket(channel, globals.recvDaemonQueue);
-  channel->myBridgeClassHalvex = &bridge;
-  bridge.myHXNotifyController = &notifyController;
-  bridge.notifycontroller = &notifyController;
+  intake = &notifyController;
 
   AppDelegate appDelegate(AppDelegate::Links{globals, paths, logger, distributedCenter, streams, runningApplications,
                                              dialogs, fileSystem, [&] { startSocket.start(); },

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "agent/AgentNotifications.h"
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 
 namespace halvex {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "platform/Dialogs.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FileSystem.h"

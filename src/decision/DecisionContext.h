@@ -3,7 +3,7 @@
 // process look-ups, and ending the process on programming errors. Made once by the composition
 // root; every HXNotifyWindowController holds a reference.
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "platform/ProcessControl.h"
 #include "runtime/LineLogger.h"
 

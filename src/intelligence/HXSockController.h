@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "agent/CommandRunner.h"
+#include "commands/CommandRunner.h"
 #include "platform/HostNames.h"
 #include "platform/TcpProbe.h"
 #include "runtime/ConcurrentQueue.h"

@@ -1,17 +1,14 @@
 #include "link/BridgeClassHalvex.h"
 
-#include "link/HXNotifyController.h"
-
 namespace halvex {
 
-BridgeClassHalvex::BridgeClassHalvex(SerialQueue& synchronizedNotification, ProcessControl& process)
-    : queue_(synchronizedNotification), process_(process) {}
+BridgeClassHalvex::BridgeClassHalvex(SerialQueue& synchronizedNotification, Intake addRequest)
+    : queue_(synchronizedNotification), addRequest_(std::move(addRequest)) {}
 
 void BridgeClassHalvex::readRequest(const std::string& line) {
   queue_.asyncBarrier([this, line] {
     queue_.suspend();
-    if (!myHXNotifyController) process_.fatal("BridgeClassHalvex: no notify controller");
-    myHXNotifyController->addRequest(line);
+    addRequest_(line);
   });
 }
 

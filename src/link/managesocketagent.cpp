@@ -7,12 +7,13 @@
 namespace halvex {
 
 managesocketagent::managesocketagent(UnixDatagramSockets& sockets, const ProcessInfo& processes,
-                                     ProcessControl& process, const LineLogger& logger, std::string agentPath,
-                                     std::string daemonPath)
+                                     ProcessControl& process, const LineLogger& logger, BridgeClassHalvex& bridge,
+                                     std::string agentPath, std::string daemonPath)
     : sockets_(sockets),
       processes_(processes),
       process_(process),
       logger_(logger),
+      myBridgeClassHalvex(bridge),
       agentAddress_(std::move(agentPath)),
       daemonAddress_(std::move(daemonPath)) {}
 
@@ -40,8 +41,7 @@ void managesocketagent::openandreadsocketagent() {
   while (sockets_.receive(fd, receive_.recvBuffer, kDatagramSize) > 0) {
     // The text is the bytes up to the first NUL; the buffer is not cleared between datagrams.
     const std::string line(receive_.recvBuffer, ::strnlen(receive_.recvBuffer, sizeof receive_));
-    if (!myBridgeClassHalvex) process_.fatal("managesocketagent: no bridge to hand requests to");
-    myBridgeClassHalvex->readRequest(line);
+    myBridgeClassHalvex.readRequest(line);
   }
 }
 

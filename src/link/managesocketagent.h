@@ -22,8 +22,10 @@ class managesocketagent {
   static constexpr int kSocketBufferSize = 0xFFFF;
   static constexpr unsigned kSocketMode = 0777;
 
+  // Every request read goes to `bridge`.
   managesocketagent(UnixDatagramSockets& sockets, const ProcessInfo& processes, ProcessControl& process,
-                    const LineLogger& logger, std::string agentPath, std::string daemonPath);
+                    const LineLogger& logger, BridgeClassHalvex& bridge, std::string agentPath,
+                    std::string daemonPath);
 
   // Opens the channel, then reads until a receive gives 0 or less. Runs on a background thread.
   void openandreadsocketagent();
@@ -39,13 +41,12 @@ class managesocketagent {
   // Ends the reader: the agent itself never closes the channel; tests and benchmarks do.
   void closeChannel();
 
-  BridgeClassHalvex* myBridgeClassHalvex = nullptr;
-
  private:
   UnixDatagramSockets& sockets_;
   const ProcessInfo& processes_;
   ProcessControl& process_;
   const LineLogger& logger_;
+  BridgeClassHalvex& myBridgeClassHalvex;
   const std::string agentAddress_;
   const std::string daemonAddress_;
   std::atomic<int> fd_{-1};

@@ -6,8 +6,8 @@
 #include "link/managesocketagent.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
-#include "rules/HXConfiguration.h"
-#include "rules/HXPreferences.h"
+#include "configuration/HXConfiguration.h"
+#include "configuration/HXPreferences.h"
 
 namespace halvex {
 

@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "management/AppsGridView.h"
 #include "management/ArrayController.h"
 #include "management/DragSession.h"
@@ -28,7 +28,7 @@
 #include "rules/RuleLibraries.h"
 #include "rules/RulesContext.h"
 #include "runtime/NotificationCenter.h"
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 
 namespace halvex {
 

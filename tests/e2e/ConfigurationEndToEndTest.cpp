@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "e2e/Harness.h"
-#include "rules/ConfigurationSnapshot.h"
+#include "configuration/ConfigurationSnapshot.h"
 #include "runtime/PlistIO.h"
 
 using namespace halvex;

@@ -7,14 +7,14 @@
 #include <string>
 #include <thread>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "decision/DecisionContext.h"
 #include "decision/HXNotifyWindowController.h"
 #include "fakes/FakeProcesses.h"
 #include "fakes/FakeSockets.h"
 #include "fakes/ManualLoop.h"
 #include "link/BridgeClassHalvex.h"
-#include "link/HXNotifyController.h"
+#include "decision/HXNotifyController.h"
 #include "link/managesocketagent.h"
 #include "runtime/LineLogger.h"
 
@@ -32,16 +32,13 @@ struct ChannelWorld {
   std::FILE* printFile = std::tmpfile();
   LineLogger logger{"halvex", 1, logFile, printFile};
   Globals globals{loop};
-  managesocketagent channel{sockets, processes, control, logger, kAgentPath, kDaemonPath};
-  BridgeClassHalvex bridge{globals.synchronizedNotification, control};
+  BridgeClassHalvex bridge{globals.synchronizedNotification,
+                           [this](const std::string& line) { notifyController.addRequest(line); }};
+  managesocketagent channel{sockets, processes, control, logger, bridge, kAgentPath, kDaemonPath};
   DecisionContext context{globals, channel, control};
   HXNotifyController notifyController{context, 501};
   std::thread reader;
 
-  ChannelWorld() {
-    channel.myBridgeClassHalvex = &bridge;
-    bridge.myHXNotifyController = &notifyController;
-  }
   ~ChannelWorld() {
     channel.closeChannel();
     if (reader.joinable()) reader.join();

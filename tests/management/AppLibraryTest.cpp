@@ -5,7 +5,7 @@
 
 #include "management/LibraryWorld.h"
 #include "rules/AppPaths.h"
-#include "rules/HXPreferences.h"
+#include "configuration/HXPreferences.h"
 
 namespace halvex::test {
 namespace {

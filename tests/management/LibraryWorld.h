@@ -13,10 +13,11 @@
 #include "fakes/ManualLoop.h"
 #include "fakes/MemoryFiles.h"
 #include "fakes/ScriptedDialogs.h"
+#include "link/BridgeClassHalvex.h"
 #include "link/managesocketagent.h"
 #include "management/HXController.h"
 #include "rules/HXApplication.h"
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 #include "runtime/LineLogger.h"
 
 namespace halvex::test {
@@ -33,7 +34,7 @@ struct DaemonApp {
 
 struct LibraryWorld {
   LibraryWorld()
-      : channel(sockets, processInfo, processes, logger, "/agent", "/daemon"),
+      : channel(sockets, processInfo, processes, logger, bridge, "/agent", "/daemon"),
         configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults}),
         controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
     context.mainLoop = &loop;
@@ -117,6 +118,7 @@ struct LibraryWorld {
   Paths paths{PathEnvironment{}};
   UserDefaults defaults{files, "/home/u/.config/halvex/defaults.plist"};
   DragSession drag;
+  BridgeClassHalvex bridge{globals.synchronizedNotification, [](const std::string&) {}};
   managesocketagent channel;
   HXConfiguration configuration;
   HXController controller;

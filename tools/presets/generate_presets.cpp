@@ -17,14 +17,14 @@
 #include <string>
 #include <vector>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "platform/linux/LinuxFileSystem.h"
 #include "platform/linux/LinuxProcessControl.h"
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 #include "rules/HXExclusion.h"
 #include "runtime/AgentLoop.h"
 #include "runtime/Paths.h"
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 
 using namespace halvex;
 

@@ -1,12 +1,12 @@
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 
 #include <exception>
 
 #include "rules/HXApplication.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
-#include "rules/HXPreferences.h"
-#include "rules/HXPreferencesController.h"
+#include "configuration/HXPreferences.h"
+#include "configuration/HXPreferencesController.h"
 #include "platform/BundleInfo.h"
 #include "runtime/PlistIO.h"
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "rules/HXPreferences.h"
+#include "configuration/HXPreferences.h"
 #include "runtime/ConcurrentQueue.h"
 #include "runtime/MainLoop.h"
 #include "runtime/NotificationCenter.h"

@@ -1,4 +1,4 @@
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 
 #include "runtime/KeyedArchive.h"
 #include "runtime/PlistIO.h"

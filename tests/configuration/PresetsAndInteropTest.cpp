@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "rules/ConfigurationWorld.h"
+#include "configuration/ConfigurationWorld.h"
 
 namespace halvex {
 namespace {

@@ -1,4 +1,4 @@
-#include "link/HXNotifyController.h"
+#include "decision/HXNotifyController.h"
 
 #include <memory>
 

@@ -1,10 +1,10 @@
-#include "rules/HXPreferencesController.h"
+#include "configuration/HXPreferencesController.h"
 
 #include <algorithm>
 
 #include "rules/HXApplication.h"
-#include "rules/HXConfiguration.h"
-#include "rules/HXPreferences.h"
+#include "configuration/HXConfiguration.h"
+#include "configuration/HXPreferences.h"
 
 namespace halvex {
 

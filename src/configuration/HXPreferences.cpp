@@ -1,4 +1,4 @@
-#include "rules/HXPreferences.h"
+#include "configuration/HXPreferences.h"
 
 namespace halvex {
 

@@ -15,10 +15,10 @@
 #include "fakes/ScriptedDialogs.h"
 #include "platform/BundleInfo.h"
 #include "rules/HXApplication.h"
-#include "rules/HXConfiguration.h"
+#include "configuration/HXConfiguration.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
-#include "rules/HXPreferencesController.h"
+#include "configuration/HXPreferencesController.h"
 #include "runtime/LineLogger.h"
 #include "runtime/PlistIO.h"
 

@@ -2,7 +2,7 @@
 
 #include "fakes/MemoryFiles.h"
 #include "runtime/PlistIO.h"
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 
 namespace halvex {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "rules/ConfigurationWorld.h"
+#include "configuration/ConfigurationWorld.h"
 
 namespace halvex {
 namespace {

@@ -1,4 +1,4 @@
-#include "agent/CommandRunner.h"
+#include "commands/CommandRunner.h"
 
 namespace halvex {
 namespace {

@@ -9,18 +9,18 @@
 #include <optional>
 #include <string>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "platform/Dialogs.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FileSystem.h"
 #include "platform/ProcessControl.h"
 #include "rules/AtomicField.h"
-#include "rules/ConfigurationSnapshot.h"
+#include "configuration/ConfigurationSnapshot.h"
 #include "rules/RuleLibraries.h"
 #include "rules/RulesContext.h"
 #include "runtime/LineLogger.h"
 #include "runtime/Paths.h"
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 
 namespace halvex {
 

@@ -1,9 +1,9 @@
-#include "rules/ConfigurationSnapshot.h"
+#include "configuration/ConfigurationSnapshot.h"
 
 #include "rules/HXApplication.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
-#include "rules/HXPreferences.h"
+#include "configuration/HXPreferences.h"
 #include "runtime/KeyedArchive.h"
 #include "runtime/PlistIO.h"
 

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "agent/Globals.h"
+#include "configuration/Globals.h"
 #include "platform/Dialogs.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "rules/RuleLibraries.h"
 #include "runtime/Graphics.h"
 #include "runtime/Paths.h"
-#include "runtime/UserDefaults.h"
+#include "configuration/UserDefaults.h"
 
 namespace halvex {
 
