@@ -15,7 +15,7 @@ arch = (root / "ARCHITECTURE.md").read_text(encoding="utf-8")
 block = re.search(r"```layers\n(.*?)```", arch, re.S)
 if not block:
     sys.exit("check-layers: ARCHITECTURE.md has no ```layers block")
-order = [line.split()[0] for line in block.group(1).splitlines() if line.strip()]
+order = [line.split()[0] for line in block.group(1).splitlines() if line[:1].strip()]
 rank = {folder: len(order) - i for i, folder in enumerate(order)}
 leaves = {"platform/linux", "ui/console", "ui/qt"}
 
