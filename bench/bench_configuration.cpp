@@ -28,7 +28,7 @@
 #include "runtime/AgentLoop.h"
 #include "runtime/PlistIO.h"
 
-#include "fakes/MemoryFiles.h"
+#include "fakes/World.h"
 
 using namespace halvex;
 
@@ -38,32 +38,9 @@ constexpr int kApps = 10000;
 constexpr int kFolders = 200;
 constexpr int kRules = 200;
 
-class QuietCenter final : public DistributedNotificationCenter {
- public:
-  void postNotificationName(const std::string&, const std::string&, const std::optional<plist::Dictionary>& info) override {
-    benchmark::DoNotOptimize(info);
-  }
-  Token addObserver(const std::string&, const std::string&, Handler) override { return 0; }
-  void removeObserver(Token) override {}
-};
-
-class NoDialogs final : public Dialogs {
- public:
-  AlertResponse runModal(const AlertDescription&) override { return {}; }
-  void beginSheet(const std::string&, const AlertDescription&, Completion) override {}
-};
-
-struct World {
-  World()
-      : configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processControl, logger, context,
-                                             defaults}) {
-    context.mainLoop = &loop;
-    context.notificationCenter = &globals.notificationCenter;
-    context.fileSystem = &files;
-    configuration.halvexcontroller = &apps;
-    configuration.exclusioncontroller = &exclusions;
-    configuration.recordscontroller = &records;
-  }
+// One agent in memory through the program's composition, its daemon carrier keeping nothing.
+struct World : test::World {
+  World() { center.recordPosts = false; }
 
   void fill() {
     for (int i = 0; i < kApps; ++i) {
@@ -85,21 +62,9 @@ struct World {
     records.recordsLibrary = globals.globalRecordsArray;
   }
 
-  AgentLoop loop;
-  Globals globals{loop};
-  test::MemoryFiles files;
-  QuietCenter center;
-  NoDialogs dialogs;
-  LinuxProcessControl processControl;
-  std::FILE* sink = std::fopen("/dev/null", "w");
-  LineLogger logger{"bench", 0, sink, sink};
-  RulesContext context;
-  Paths paths{PathEnvironment{}};
-  UserDefaults defaults{files, "/defaults.plist"};
-  AppsLibraryHolder apps;
-  ExclusionsLibraryHolder exclusions;
-  RecordsLibraryHolder records;
-  HXConfiguration configuration;
+  AppsLibraryHolder& apps = agent.appsLibrary;
+  ExclusionsLibraryHolder& exclusions = agent.exclusionsLibrary;
+  RecordsLibraryHolder& records = agent.recordsLibrary;
 };
 
 World& filledWorld() {

@@ -11,15 +11,11 @@
 #include <memory>
 #include <mutex>
 
-#include "configuration/Globals.h"
 #include "management/HXController.h"
-#include "platform/linux/LinuxProcessControl.h"
 #include "rules/HXApplication.h"
-#include "configuration/HXConfiguration.h"
-#include "runtime/AgentLoop.h"
 #include "runtime/PlistIO.h"
 
-#include "fakes/MemoryFiles.h"
+#include "fakes/World.h"
 
 using namespace halvex;
 
@@ -27,38 +23,11 @@ namespace {
 
 constexpr int kApps = 10000;
 
-// Counts the posts; sizes them as the bus carries them only when asked, outside the timing.
-class CountingCenter final : public DistributedNotificationCenter {
- public:
-  void postNotificationName(const std::string&, const std::string&, const std::optional<plist::Dictionary>& info) override {
-    ++posts;
-    if (measureBytes && info) lastBytes = plist::toXml(plist::Value(*info)).size();
-    benchmark::DoNotOptimize(info);
-  }
-  Token addObserver(const std::string&, const std::string&, Handler) override { return 0; }
-  void removeObserver(Token) override {}
-
-  std::atomic<long> posts{0};
-  std::atomic<bool> measureBytes{false};
-  std::atomic<std::size_t> lastBytes{0};
-};
-
-class NoDialogs final : public Dialogs {
- public:
-  AlertResponse runModal(const AlertDescription&) override { return {}; }
-  void beginSheet(const std::string&, const AlertDescription&, Completion) override {}
-};
-
-struct World {
-  World()
-      : configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processControl, logger, context,
-                                             defaults}),
-        controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
-    context.mainLoop = &loop;
-    context.notificationCenter = &globals.notificationCenter;
-    context.fileSystem = &files;
-    configuration.halvexcontroller = &controller;
-    controller.halvexconfiguration = &configuration;
+// One agent in memory through the program's composition; its daemon carrier keeps only the
+// post that a measurement of bytes asks for.
+struct World : test::World {
+  World() {
+    center.recordPosts = false;
     std::vector<std::shared_ptr<HXApplication>> apps;
     for (int i = 0; i < kApps; ++i) {
       const std::string name = "app" + std::to_string(i);
@@ -73,27 +42,14 @@ struct World {
   }
   void waitForQueue() { globals.synchronizedNotification.sync([] {}); }
   std::size_t bytesOfOneChange() {
-    center.measureBytes = true;
+    center.recordPosts = true;
     controller.snapshotAndSend();
     waitForQueue();
-    center.measureBytes = false;
-    return center.lastBytes;
+    center.recordPosts = false;
+    const auto posted = center.posted();
+    return posted.empty() || !posted.back().userInfo ? 0 : plist::toXml(plist::Value(*posted.back().userInfo)).size();
   }
 
-  AgentLoop loop;
-  Globals globals{loop};
-  test::MemoryFiles files;
-  CountingCenter center;
-  NoDialogs dialogs;
-  LinuxProcessControl processControl;
-  std::FILE* sink = std::fopen("/dev/null", "w");
-  LineLogger logger{"bench", 0, sink, sink};
-  RulesContext context;
-  Paths paths{PathEnvironment{}};
-  UserDefaults defaults{files, "/defaults.plist"};
-  DragSession drag;
-  HXConfiguration configuration;
-  HXController controller;
 };
 
 World& world() {

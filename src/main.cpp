@@ -1,5 +1,5 @@
-// The composition root of the agent: builds the adapters, the controllers and their links, in
-// that order, then launches on the main loop.
+// The agent's program: reads the options, builds the Linux ports and the front end, hands them to
+// the composition, and runs the front end's loop until the agent quits.
 
 #include <unistd.h>
 
@@ -7,38 +7,29 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
+#include <iostream>
+#include <optional>
 #include <string>
 
-#include "agent/AppDelegate.h"
-#include "configuration/Globals.h"
-#include "decision/DecisionContext.h"
-#include "link/BridgeClassHalvex.h"
-#include "decision/HXNotifyController.h"
-#include "link/StartSocket.h"
-#include "link/managesocketagent.h"
-#include "management/DragSession.h"
-#include "management/HXController.h"
-#include "configuration/HXConfiguration.h"
-#include "configuration/HXPreferencesController.h"
-#include "rules/RuleLibraries.h"
-#include "configuration/UserDefaults.h"
+#include "agent/Composition.h"
 #include "platform/linux/DbusNotificationCenter.h"
+#include "platform/linux/DpkgCodeSignatures.h"
 #include "platform/linux/LinuxBundleInfo.h"
+#include "platform/linux/LinuxDirectoryListing.h"
 #include "platform/linux/LinuxFileIcons.h"
-#include "platform/linux/LinuxHostNames.h"
 #include "platform/linux/LinuxFileSystem.h"
+#include "platform/linux/LinuxHostNames.h"
 #include "platform/linux/LinuxProcessControl.h"
 #include "platform/linux/LinuxProcessInfo.h"
+#include "platform/linux/LinuxProcessOwners.h"
+#include "platform/linux/LinuxProcessRunner.h"
 #include "platform/linux/LinuxRunningApplications.h"
 #include "platform/linux/LinuxSignalWatcher.h"
 #include "platform/linux/LinuxStandardStreams.h"
+#include "platform/linux/LinuxTcpProbe.h"
 #include "platform/linux/LinuxUnixDatagramSockets.h"
-#include "runtime/AgentLoop.h"
 #include "runtime/Paths.h"
-#include "rules/RulesContext.h"
-#include "ui/console/ConsoleAlertPresenter.h"
-#include "ui/console/ConsoleDialogs.h"
+#include "ui/console/ConsoleFrontEnd.h"
 
 using namespace halvex;
 
@@ -61,9 +52,8 @@ std::string findResources() {
   return HALVEX_SOURCE_RESOURCES;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// 0 to run, else the exit code of the options' answer.
+std::optional<int> readOptions(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
       usage(stdout);
@@ -79,13 +69,13 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
+  return std::nullopt;
+}
 
-  AgentLoop loop;
-  AppDelegate* delegate = nullptr;
-  // First, before any thread exists, so that every thread inherits the blocked quit signals.
-  LinuxSignalWatcher signals(
-      loop, [&] { if (delegate) delegate->terminate(); },
-      [&] { if (delegate) delegate->alternateQuitHalvexAgent(); });
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (const auto answered = readOptions(argc, argv)) return *answered;
 
   LinuxProcessControl processControl;
   LineLogger logger("halvex", static_cast<int>(::getpid()));
@@ -95,68 +85,40 @@ int main(int argc, char** argv) {
         return v ? std::optional<std::string>(v) : std::nullopt;
       },
       findResources()));
+  LinuxProcessRunner processRunner;
 
-  Globals globals(loop);
+  // The windowed front end is still to come: every agent runs on the console for now.
+  ConsoleFrontEnd frontEnd(logger, processRunner);
+
+  // Before any thread exists, so that every thread inherits the blocked quit signals.
+  Composition* agent = nullptr;
+  LinuxSignalWatcher signals(
+      frontEnd.mainLoop(), [&] { if (agent) agent->appDelegate.terminate(); },
+      [&] { if (agent) agent->appDelegate.alternateQuitHalvexAgent(); });
+
   LinuxFileSystem fileSystem;
   LinuxProcessInfo processInfo;
+  LinuxProcessOwners processOwners;
   LinuxUnixDatagramSockets sockets;
   LinuxStandardStreams streams;
   LinuxRunningApplications runningApplications("halvex", paths.environment().root);
-  DbusNotificationCenter distributedCenter(loop, logger);
-  ConsoleDialogs dialogs(loop, logger);
-  ConsoleAlertPresenter alertPresenter(logger);
+  DbusNotificationCenter distributedCenter(frontEnd.mainLoop(), logger);
   LinuxFileIcons fileIcons;
   LinuxHostNames hostNames;
   LinuxBundleInfo bundleInfo;
+  DpkgCodeSignatures codeSignatures(processRunner);
+  LinuxTcpProbe tcpProbe;
+  LinuxDirectoryListing directoryListing;
 
-  RulesContext rulesContext;
-  rulesContext.mainLoop = &loop;
-  rulesContext.notificationCenter = &globals.notificationCenter;
-  rulesContext.fileSystem = &fileSystem;
-  rulesContext.fileIcons = &fileIcons;
-  rulesContext.hostNames = &hostNames;
-  rulesContext.bundleInfo = &bundleInfo;
-  rulesContext.enableNotifications = [&globals] { return globals.enableNotifications.load(); };
-  rulesContext.labelColors = [&globals] { return globals.preferences.user().colors; };
-  rulesContext.verifySignatures = [&globals] { return globals.preferences.user().verifySignatures; };
+  Composition composition(
+      Ports{paths, logger, fileSystem, processInfo, processControl, processOwners, processRunner, sockets, streams,
+            runningApplications, distributedCenter, fileIcons, hostNames, bundleInfo, codeSignatures, tcpProbe,
+            directoryListing, std::cerr, static_cast<std::int32_t>(::getuid())},
+      frontEnd.bundle());
+  agent = &composition;
 
-  // The library of apps, the configuration and the preferences. The folder and global-rule lists
-  // are plain holders until their views' controllers take them over.
-  UserDefaults userDefaults(fileSystem, paths.defaultsFile());
-  DragSession dragSession;
-  HXController appsLibrary(HXController::Links{globals, rulesContext, dialogs, userDefaults, dragSession});
-  ExclusionsLibraryHolder exclusionsLibrary;
-  RecordsLibraryHolder recordsLibrary;
-  HXConfiguration configuration(HXConfiguration::Links{globals, paths, fileSystem, distributedCenter, dialogs,
-                                                       processControl, logger, rulesContext, userDefaults});
-  HXPreferencesController preferencesController(
-      HXPreferencesController::Links{globals, paths, userDefaults, distributedCenter, dialogs});
-  configuration.halvexcontroller = &appsLibrary;
-  configuration.exclusioncontroller = &exclusionsLibrary;
-  configuration.recordscontroller = &recordsLibrary;
-  configuration.preferencescontroller = &preferencesController;
-  preferencesController.halvexconfiguration = &configuration;
-  preferencesController.halvexcontroller = &appsLibrary;
-
-  HXNotifyController* intake = nullptr;
-  BridgeClassHalvex bridge(globals.synchronizedNotification, [&](const std::string& line) { intake->addRequest(line); });
-  auto channel = std::make_shared<managesocketagent>(sockets, processInfo, processControl, logger, bridge,
-                                                     paths.agentSocket(), paths.daemonSocket());
-  appsLibrary.halvexconfiguration = &configuration;
-  appsLibrary.mymanagesocketagent = channel.get();
-  DecisionContext decisionContext{globals, *channel, processControl, &rulesContext, &alertPresenter, &logger};
-  HXNotifyController notifyController(decisionContext, static_cast<std::int32_t>(::getuid()));
-  StartSocket startSocket(channel, globals.recvDaemonQueue);
-  intake = &notifyController;
-
-  AppDelegate appDelegate(AppDelegate::Links{globals, paths, logger, distributedCenter, streams, runningApplications,
-                                             dialogs, fileSystem, [&] { startSocket.start(); },
-                                             [&](int code) { loop.quit(code); }});
-  appDelegate.myHXConfiguration = &configuration;
-  delegate = &appDelegate;
-
-  loop.post([&] { appDelegate.applicationDidFinishLaunching(); });
-  const int code = loop.run();
+  composition.launch();
+  const int code = frontEnd.run();
   // The reader thread stays blocked in its receive for the life of the process: end here,
   // without unwinding the objects it uses.
   processControl.exitProcess(code);

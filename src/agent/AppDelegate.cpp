@@ -37,7 +37,7 @@ bool AppDelegate::checkHalvex() {
 }
 
 void AppDelegate::startapp() {
-  if (myHXConfiguration) myHXConfiguration->readUserDefaults();
+  links_.myHXConfiguration.readUserDefaults();
   startHalvex();
 }
 
@@ -47,7 +47,7 @@ void AppDelegate::start() {
   getVersion();
   // Load the configuration (a barrier on the synchronised queue, waited for): it reaches the
   // daemon before the request reader starts.
-  if (myHXConfiguration) myHXConfiguration->loadConfiguration();
+  links_.myHXConfiguration.loadConfiguration();
   links_.startRequestReader();
   links_.distributedCenter.postNotificationName(kStartAgent, kStartAgentObject, std::nullopt);
   links_.logger.log("[HALVEX AGENT] request reader scheduled, startAgent posted");
@@ -59,7 +59,7 @@ void AppDelegate::getVersion() { aboutVersionLabel = "Version " + links_.globals
 void AppDelegate::applicationWillTerminate() {
   links_.logger.log("[HALVEX AGENT] terminating");
   // On this thread: the queue may no longer be served. The daemon stores what it is sent.
-  if (myHXConfiguration) myHXConfiguration->exportConf("_", true, true, true);
+  links_.myHXConfiguration.exportConf("_", true, true, true);
 }
 
 void AppDelegate::terminate() {

@@ -29,6 +29,8 @@ class AppDelegate {
     RunningApplications& runningApplications;
     Dialogs& dialogs;
     FileSystem& fileSystem;
+    // The configuration read at start and saved at quit.
+    HXConfiguration& myHXConfiguration;
     // Schedules the request reader on recvDaemonQueue.
     std::function<void()> startRequestReader;
     // Ends the main loop with an exit code; the composition root then ends the process.
@@ -52,9 +54,6 @@ class AppDelegate {
 
   // What the about box shows.
   std::string aboutVersionLabel;
-
-  // Weak link, set by the composition root: the configuration read at start and saved at quit.
-  HXConfiguration* myHXConfiguration = nullptr;
 
  private:
   Links links_;

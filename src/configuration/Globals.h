@@ -15,6 +15,7 @@
 #include "runtime/ConcurrentQueue.h"
 #include "runtime/MainLoop.h"
 #include "runtime/NotificationCenter.h"
+#include "runtime/ObservedFlag.h"
 #include "runtime/SerialQueue.h"
 
 namespace halvex {
@@ -30,16 +31,16 @@ struct Globals {
   MainLoop& mainLoop;
   NotificationCenter notificationCenter;
 
-  // Saved settings carried in a configuration, at their values before anything is loaded.
-  std::atomic<bool> isLocked{false};
-  std::atomic<bool> enableNotifications{false};
-  std::atomic<bool> activateLogging{false};
+  // Saved settings carried in a configuration, at their values before anything is loaded. The
+  // observed ones are what a tray icon or a status line shows: each announces its changes.
+  ObservedFlag isLocked{false};
+  ObservedFlag enableNotifications{false};
+  ObservedFlag activateLogging{false};
   std::atomic<bool> loggaSuFile{false};
   std::atomic<bool> automaticXPC{true};
-  // Not saved.
-  std::atomic<bool> firewallSwitchedOn{true};
+  // Not saved. `notificationOnScreen` holds while an alert is pending.
   std::atomic<bool> debugFlag{false};
-  std::atomic<bool> notificationOnScreen{false};
+  ObservedFlag notificationOnScreen{false};
 
   std::string version = HALVEX_VERSION;
 
@@ -59,8 +60,6 @@ struct Globals {
   // Queues. Worker threads start with them and end when the globals go.
   SerialQueue synchronizedNotification{"SynchronizedNotification"};
   ConcurrentQueue recvDaemonQueue{"recvDaemonQueue"};
-  SerialQueue recvKextCon{"recvKextCon"};
-  ConcurrentQueue mostraQueue{"mostraQueue"};
   ConcurrentQueue findFlag{"findFlag"};
   ConcurrentQueue globalBackground{"global"};
 };

@@ -68,12 +68,11 @@ void HXConfiguration::onQueue(const std::function<void()>& work) {
 }
 
 void HXConfiguration::sendConf() {
-  if (!halvexcontroller) return;
-  std::lock_guard lock(halvexcontroller->libraryLock());
-  const auto& records = recordscontroller ? recordscontroller->recordsLibrary : links_.globals.globalRecordsArray;
+  std::lock_guard lock(links_.halvexcontroller.libraryLock());
+  const auto& records = links_.recordscontroller.recordsLibrary;
   links_.distributedCenter.postNotificationName(
       kNewAppListReceived, kNewAppListReceivedObject,
-      compactAppList(halvexcontroller->appsLibrary, links_.globals.globalExclusionsArray, records));
+      compactAppList(links_.halvexcontroller.appsLibrary, links_.globals.globalExclusionsArray, records));
 }
 
 void HXConfiguration::exportConf(const std::string& path, bool encodeConf, bool sendDaemon, bool exitAgent) {
@@ -140,8 +139,8 @@ void HXConfiguration::importNow(const std::string& path) {
 
   // The apps. The main loop may be reading the library meanwhile.
   std::unique_lock<std::recursive_mutex> libraryLock;
-  if (halvexcontroller) libraryLock = std::unique_lock(halvexcontroller->libraryLock());
-  if (halvexcontroller) halvexcontroller->appsLibrary.clear();
+  libraryLock = std::unique_lock(links_.halvexcontroller.libraryLock());
+  links_.halvexcontroller.appsLibrary.clear();
   g.globalAppsArray.clear();
   for (const auto& record : contents.apps) {
     const std::string appPath = repairedBundlePath(record.appPath, record.appIsBundle);
@@ -159,7 +158,7 @@ void HXConfiguration::importNow(const std::string& path) {
     app->appLocalizedName = AttributedString::aligned(shown, TextAlignment::left);
     app->appLocalizedNameCentered = AttributedString::aligned(shown, TextAlignment::center);
     app->appIsBlockedOrAllowed = record.appIsBlockedOrAllowed;
-    if (halvexcontroller) halvexcontroller->appsLibrary.push_back(app);
+    links_.halvexcontroller.appsLibrary.push_back(app);
     g.globalAppsArray.push_back(std::move(app));
   }
   if (libraryLock) libraryLock.unlock();
@@ -175,12 +174,12 @@ void HXConfiguration::importNow(const std::string& path) {
   if (oldConfiguration) askAboutAutomaticXPC();
 
   // The managed folders.
-  if (exclusioncontroller) exclusioncontroller->exlusionsLibrary.clear();
+  links_.exclusioncontroller.exlusionsLibrary.clear();
   g.globalExclusionsArray.clear();
   for (const auto& record : contents.exclusions) {
     auto exclusion = std::make_shared<HXExclusion>(links_.rulesContext, record.path, record.rule, record.ignored,
                                                    record.hardcoded);
-    if (exclusioncontroller) exclusioncontroller->exlusionsLibrary.push_back(exclusion);
+    links_.exclusioncontroller.exlusionsLibrary.push_back(exclusion);
     g.globalExclusionsArray.push_back(std::move(exclusion));
   }
 
@@ -188,30 +187,26 @@ void HXConfiguration::importNow(const std::string& path) {
   std::vector<std::shared_ptr<HXManagedRecords>> records;
   for (const auto& record : contents.records)
     records.push_back(std::make_shared<HXManagedRecords>(record.record, record.type, record.rule));
-  if (recordscontroller) recordscontroller->recordsLibrary = records;
+  links_.recordscontroller.recordsLibrary = records;
   g.globalRecordsArray = std::move(records);
 
   // Refresh the views and the timers.
   const auto user = g.preferences.user();
-  if (preferencescontroller) preferencescontroller->updatePreferencesGUI();
-  if (exclusioncontroller) exclusioncontroller->drawTable();
-  if (halvexcontroller) halvexcontroller->updateToolbarLeds();
-  if (connectioncontroller) connectioncontroller->loggingControl();
-  if (updatecontroller) {
-    if (user.autoUpdate) updatecontroller->startAutoUpdateTimer();
-    else updatecontroller->invalidateUpdateTimer();
-  }
+  links_.preferencescontroller.updatePreferencesGUI();
+  links_.exclusioncontroller.drawTable();
+  links_.halvexcontroller.updateToolbarLeds();
+  links_.connectioncontroller.loggingControl();
+  if (user.autoUpdate) links_.updatecontroller.startAutoUpdateTimer();
+  else links_.updatecontroller.invalidateUpdateTimer();
 
   sendConf();
   const auto preferences = g.preferences.configuration();
   postOptionMessage(links_.distributedCenter, optionmessages::kRootPermissions, "prefsBlockRoot",
                     preferences.prefsBlockRoot);
   postOptionMessage(links_.distributedCenter, optionmessages::kXpcOption, "automaticXPC", g.automaticXPC);
-  if (halvexcontroller) {
-    halvexcontroller->updateColorsInPopover();
-    halvexcontroller->updateAllAppsLabelsColors();
-    if (user.hideSystemBinaries) halvexcontroller->filterPredicate = kHideSystemBinariesPredicate;
-  }
+  links_.halvexcontroller.updateColorsInPopover();
+  links_.halvexcontroller.updateAllAppsLabelsColors();
+  if (user.hideSystemBinaries) links_.halvexcontroller.filterPredicate = kHideSystemBinariesPredicate;
 
   links_.globals.mainLoop.post([this] {
     progr.animating = false;
@@ -227,11 +222,11 @@ void HXConfiguration::askAboutAutomaticXPC() {
   alert.buttons = {"Enable", "Keep disabled"};
   // The import goes on; the answer comes later on the main loop.
   links_.globals.mainLoop.post([this, alert] {
-    if (halvexcontroller) halvexcontroller->showMainWindow();
+    links_.halvexcontroller.showMainWindow();
     links_.dialogs.beginSheet("window", alert, [this](AlertResponse response) {
       if (response.button != 1000) return;
       links_.globals.automaticXPC = true;
-      if (preferencescontroller) preferencescontroller->removeAllXPCServices();
+      links_.preferencescontroller.removeAllXPCServices();
       postOptionMessage(links_.distributedCenter, optionmessages::kXpcOption, "automaticXPC", true);
     });
   });
@@ -297,23 +292,19 @@ void HXConfiguration::readUserDefaults() {
 }
 
 void HXConfiguration::exportConfToFile() {
-  if (!links_.filePanel) return;
-  if (auto path = links_.filePanel({"Export Halvex configuration to file", true})) exportConf(*path, false, false, false);
+  if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true})) exportConf(*path, false, false, false);
 }
 
 void HXConfiguration::exportEncodedConfToFile() {
-  if (!links_.filePanel) return;
-  if (auto path = links_.filePanel({"Export Halvex configuration to file", true})) exportConf(*path, true, false, false);
+  if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true})) exportConf(*path, true, false, false);
 }
 
 void HXConfiguration::importConfFromFile() {
-  if (!links_.filePanel) return;
-  if (auto path = links_.filePanel({"Import Halvex configuration from file", false})) importConf(*path, false);
+  if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false})) importConf(*path, false);
 }
 
 void HXConfiguration::importEncodedConfFromFile() {
-  if (!links_.filePanel) return;
-  if (auto path = links_.filePanel({"Import Halvex configuration from file", false})) importConf(*path, true);
+  if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false})) importConf(*path, true);
 }
 
 void HXConfiguration::loadCustomPreset(const std::string& presetPath) { importConf(presetPath, true); }

@@ -35,12 +35,6 @@ inline constexpr const char* kWriteHalvexConfigurationObject = "it.halvex.writeH
 inline constexpr const char* kLoadCustomPreset = "loadCustomPreset";
 }  // namespace configurationnotifications
 
-// A file panel: its title, and whether it saves (else it opens one plain file).
-struct FilePanelRequest {
-  std::string title;
-  bool save = false;
-};
-
 class HXConfiguration {
  public:
   struct Links {
@@ -53,8 +47,13 @@ class HXConfiguration {
     const LineLogger& logger;
     const RulesContext& rulesContext;
     UserDefaults& userDefaults;
-    // Shows a file panel and answers the chosen path, or nothing on Cancel. Empty: no panels.
-    std::function<std::optional<std::string>(const FilePanelRequest&)> filePanel = {};
+    // The holders of the three libraries, and the controllers an import refreshes.
+    AppsLibraryHolder& halvexcontroller;
+    ExclusionsLibraryHolder& exclusioncontroller;
+    RecordsLibraryHolder& recordscontroller;
+    HXPreferencesController& preferencescontroller;
+    ConnectionLogSwitch& connectioncontroller;
+    UpdateTimer& updatecontroller;
   };
 
   // Observes loadCustomPreset on the agent's own centre.
@@ -62,15 +61,6 @@ class HXConfiguration {
   ~HXConfiguration();
   HXConfiguration(const HXConfiguration&) = delete;
   HXConfiguration& operator=(const HXConfiguration&) = delete;
-
-  // Weak links, set by the composition root. Without `halvexcontroller` the library is
-  // inaccessible: sendConf posts nothing.
-  AppsLibraryHolder* halvexcontroller = nullptr;
-  ExclusionsLibraryHolder* exclusioncontroller = nullptr;
-  HXPreferencesController* preferencescontroller = nullptr;
-  ConnectionLogSwitch* connectioncontroller = nullptr;
-  UpdateTimer* updatecontroller = nullptr;
-  RecordsLibraryHolder* recordscontroller = nullptr;
 
   // The progress indicator shown during an import.
   struct Progress {

@@ -29,7 +29,7 @@ std::string integerText(double value) { return std::to_string(static_cast<std::i
 HXPreferencesController::HXPreferencesController(Links links) : links_(std::move(links)) {}
 
 void HXPreferencesController::notify() {
-  if (changed) changed();
+  changed();
 }
 
 void HXPreferencesController::applyTheme() {
@@ -155,10 +155,8 @@ void HXPreferencesController::changeHideSysBinaries() {
   const bool on = view.hideSysBinariesBtn.state;
   links_.globals.preferences.updateUser([&](UserPreferences& u) { u.hideSystemBinaries = on; });
   links_.userDefaults.setBool("hideSystemBinaries", on);
-  if (halvexcontroller) {
-    if (on) halvexcontroller->filterPredicate = kHideSystemBinariesPredicate;
-    else halvexcontroller->filterPredicate.reset();
-  }
+  if (on) links_.halvexcontroller.filterPredicate = kHideSystemBinariesPredicate;
+  else links_.halvexcontroller.filterPredicate.reset();
   notify();
 }
 
@@ -180,12 +178,10 @@ void HXPreferencesController::changeAutoupdate() {
   const bool on = view.autoUpdateBtn.state;
   links_.globals.preferences.updateUser([&](UserPreferences& u) { u.autoUpdate = on; });
   links_.userDefaults.setBool("autoUpdate", on);
-  if (updatecontroller) {
-    updatecontroller->invalidateUpdateTimer();
-    if (on) {
-      updatecontroller->checkForUpdate();
-      updatecontroller->startAutoUpdateTimer();
-    }
+  links_.updatecontroller.invalidateUpdateTimer();
+  if (on) {
+    links_.updatecontroller.checkForUpdate();
+    links_.updatecontroller.startAutoUpdateTimer();
   }
   notify();
 }
@@ -198,7 +194,7 @@ void HXPreferencesController::changeNotifSound() {
 void HXPreferencesController::selectSound() {
   const std::string name = view.soundMenuBtn.selectedTitle;
   links_.globals.preferences.updateConfiguration([&](ConfigurationPreferences& p) { p.soundName = name; });
-  if (links_.playSound) links_.playSound(name);
+  links_.soundPlayer.play(name);
   notify();
 }
 
@@ -283,14 +279,14 @@ void HXPreferencesController::resetUserDefaults() {
 }
 
 void HXPreferencesController::removeAllXPCServices() {
-  if (links_.globals.notificationOnScreen || !halvexcontroller) return;
+  if (links_.globals.notificationOnScreen) return;
   auto isService = [](const std::shared_ptr<HXApplication>& app) {
     return app->appPath.find(".xpc/Contents") != std::string::npos;
   };
   std::vector<std::shared_ptr<HXApplication>> remaining;
   {
-    std::lock_guard lock(halvexcontroller->libraryLock());
-    auto& library = halvexcontroller->appsLibrary;
+    std::lock_guard lock(links_.halvexcontroller.libraryLock());
+    auto& library = links_.halvexcontroller.appsLibrary;
     library.erase(std::remove_if(library.begin(), library.end(), isService), library.end());
     remaining = library;
   }
@@ -300,11 +296,10 @@ void HXPreferencesController::removeAllXPCServices() {
 
 void HXPreferencesController::updateManagedAppsSignatures() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
-    if (!halvexcontroller) return;
-    std::lock_guard lock(halvexcontroller->libraryLock());
-    for (const auto& app : halvexcontroller->appsLibrary) app->getSignatureInfo();
-    links_.globals.globalAppsArray = halvexcontroller->appsLibrary;
-    if (halvexconfiguration) halvexconfiguration->sendConf();
+    std::lock_guard lock(links_.halvexcontroller.libraryLock());
+    for (const auto& app : links_.halvexcontroller.appsLibrary) app->getSignatureInfo();
+    links_.globals.globalAppsArray = links_.halvexcontroller.appsLibrary;
+    links_.sendConf();
   });
 }
 

@@ -8,17 +8,17 @@
 #include <string>
 #include <vector>
 
+#include "runtime/Signal.h"
 #include "configuration/Globals.h"
 #include "platform/Dialogs.h"
 #include "platform/DistributedNotificationCenter.h"
+#include "platform/SoundPlayer.h"
 #include "rules/RuleLibraries.h"
 #include "runtime/Graphics.h"
 #include "runtime/Paths.h"
 #include "configuration/UserDefaults.h"
 
 namespace halvex {
-
-class HXConfiguration;
 
 namespace optionmessages {
 inline constexpr const char* kObject = "it.dovik";
@@ -99,23 +99,22 @@ class HXPreferencesController {
     UserDefaults& userDefaults;
     DistributedNotificationCenter& distributedCenter;
     Dialogs& dialogs;
-    // Plays a named sound once; empty where there is no sound.
-    std::function<void(const std::string&)> playSound = {};
+    SoundPlayer& soundPlayer;
+    // The library of apps, the connection log's switch and the update check.
+    AppsLibraryHolder& halvexcontroller;
+    ConnectionLogSwitch& connectioncontroller;
+    UpdateTimer& updatecontroller;
+    // Sends the compact rule lists to the daemon (the configuration's sendConf).
+    std::function<void()> sendConf;
     // The log rotation's check (the log subsystem); empty: nothing to check.
     std::function<void()> checkRotationSettings = {};
   };
 
   explicit HXPreferencesController(Links links);
 
-  // Weak links, set by the composition root.
-  HXConfiguration* halvexconfiguration = nullptr;
-  AppsLibraryHolder* halvexcontroller = nullptr;
-  ConnectionLogSwitch* connectioncontroller = nullptr;
-  UpdateTimer* updatecontroller = nullptr;
-
   PreferencesView view;
   // Raised after every change of `view`.
-  std::function<void()> changed;
+  Signal<> changed;
 
   void openPreferences();
   void updatePreferencesGUI();

@@ -1,18 +1,29 @@
 #pragma once
-// Where a request goes when no rule settles it: the alert that asks the user. Called on the main
-// loop with `notificationOnScreen` already set; the synchronised queue stays held until the
-// alert's answer finishes the request.
+// The front end's side of an alert: it shows what a request asks and closes when the request has
+// been decided. The decision itself stays in the request's controller; a front end answers
+// through AlertAnswers.
 
-#include <memory>
+#include <string>
+
+#include "link/RequestLine.h"
 
 namespace halvex {
 
-class HXNotifyWindowController;
+// What a front end shows of one open request.
+struct Alert {
+  Request request;
+  const std::string& tag() const { return request.tagNotify; }
+};
 
 class AlertPresenter {
  public:
   virtual ~AlertPresenter() = default;
-  virtual void mostra(std::shared_ptr<HXNotifyWindowController> request) = 0;
+  // On the main loop, with `notificationOnScreen` set; the synchronised queue stays held until
+  // the alert is answered.
+  virtual void mostra(const Alert& alert) = 0;
+  // On the main loop, once the request has been answered and the queue runs on. `how` is
+  // "answered", and the reply's suffix what was appended to the line.
+  virtual void close(const Alert& alert, const std::string& how, const std::string& replySuffix) = 0;
 };
 
 }  // namespace halvex

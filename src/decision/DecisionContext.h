@@ -1,7 +1,8 @@
 #pragma once
 // What a request's controller works with: the program-wide state, the channel for replies and
-// process look-ups, and ending the process on programming errors. Made once by the composition
-// root; every HXNotifyWindowController holds a reference.
+// process look-ups, what new apps are made with, the alert's presenter, and ending the process on
+// programming errors. Made once by the composition; every HXNotifyWindowController holds a
+// reference.
 
 #include "configuration/Globals.h"
 #include "platform/ProcessControl.h"
@@ -17,11 +18,10 @@ struct DecisionContext {
   Globals& globals;
   managesocketagent& mymanagesocketagent;
   ProcessControl& process;
-  // What new apps are made with, and the alert; both set by the composition root.
-  const RulesContext* rulesContext = nullptr;
-  AlertPresenter* alertPresenter = nullptr;
+  const RulesContext& rulesContext;
+  AlertPresenter& alertPresenter;
   // With the debug flag set, the intake prints what it derived of each request.
-  const LineLogger* logger = nullptr;
+  const LineLogger& logger;
 };
 
 }  // namespace halvex

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "decision/AlertPresenter.h"
 #include "decision/HXNotifyWindowController.h"
 #include "rules/AppPaths.h"
 #include "rules/DVMatchIP.h"
@@ -27,7 +26,7 @@ std::string withoutMarks(const std::string& rule) {
 }  // namespace
 
 void HXNotifyWindowController::checkExistingRules() {
-  const std::string& path = parameterProcessName;
+  const std::string& path = parameters.processName;
   bool answered = false;
 
   // A copy: the list is the queue's, but the check must not depend on it staying put.
@@ -53,7 +52,7 @@ void HXNotifyWindowController::checkExistingRules() {
   }
 
   if (answered) {
-    resumeQueue(parameterTagString);
+    resumeQueue(parameters.tagNotify);
     return;
   }
 
@@ -78,16 +77,16 @@ bool HXNotifyWindowController::walkRule(const std::string& rule, std::int64_t st
     reply(prefix + suffix);
     sent = true;
   };
-  if (rule == "@" + parameterProcessIP) send(" 0 0");
-  if (rule == "#" + parameterProcessIP) send(" 0 1");
-  if (rule == "@" + parameterProcessPort) send(" 1 0");
-  if (rule == "#" + parameterProcessPort) send(" 1 1");
+  if (rule == "@" + parameters.processIP) send(" 0 0");
+  if (rule == "#" + parameters.processIP) send(" 0 1");
+  if (rule == "@" + parameters.processPort) send(" 1 0");
+  if (rule == "#" + parameters.processPort) send(" 1 1");
   if (!contains(rule, "/")) return sent;
 
   const std::string network = withoutMarks(rule);
   const char* verdict = (!rule.empty() && rule[0] == '@') ? " 0 0" : " 0 1";
-  if (contains(rule, ":") && DVMatchIP().matchIPV6(parameterProcessIP, network)) send(verdict);
-  if (DVMatchIP().matchIP(parameterProcessIP, network)) send(verdict);
+  if (contains(rule, ":") && DVMatchIP().matchIPV6(parameters.processIP, network)) send(verdict);
+  if (DVMatchIP().matchIP(parameters.processIP, network)) send(verdict);
   return sent;
 }
 
@@ -95,29 +94,11 @@ void HXNotifyWindowController::answerQuiet(HXApplication& app, char kind) {
   mostro = false;
   reply(kind == '@' ? " 4 0 0" : " 4 0 1");
   // The address is remembered once; every later request is answered all the same.
-  const std::string rule = std::string(1, kind) + parameterProcessIP;
+  const std::string rule = std::string(1, kind) + parameters.processIP;
   bool present = false;
   for (const auto& entry : app.appMatches) present = present || entry == rule;
   if (!present) app.appMatches.push_back(rule);
-  resumeQueue(parameterTagString);
-}
-
-void HXNotifyWindowController::openAlert() {
-  if (!mostro) return;
-  if (!context_.alertPresenter) context_.process.fatal("HXNotifyWindowController: no alert to open");
-  auto self = shared_from_this();
-  context_.globals.mainLoop.post([self] {
-    self->context_.globals.notificationOnScreen = true;
-    self->context_.alertPresenter->mostra(self);
-  });
-}
-
-bool HXNotifyWindowController::appExistsInGlobalArray(const std::string& path) const {
-  return getAppFromGlobalArray(path) != nullptr;
-}
-
-std::shared_ptr<HXApplication> HXNotifyWindowController::getAppFromGlobalArray(const std::string& path) const {
-  return findAppForPath(context_.globals.globalAppsArray, path);
+  resumeQueue(parameters.tagNotify);
 }
 
 }  // namespace halvex

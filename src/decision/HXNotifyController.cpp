@@ -8,8 +8,7 @@
 
 namespace halvex {
 
-HXNotifyController::HXNotifyController(DecisionContext& context, std::int32_t uid)
-    : myUID(uid), mymanagesocketagent(&context.mymanagesocketagent), context_(context) {}
+HXNotifyController::HXNotifyController(DecisionContext& context, std::int32_t uid) : myUID(uid), context_(context) {}
 
 std::uint32_t HXNotifyController::nextRequestCounter(std::uint32_t counter) {
   if (counter == 999999) counter = 1;
@@ -18,34 +17,33 @@ std::uint32_t HXNotifyController::nextRequestCounter(std::uint32_t counter) {
 
 void HXNotifyController::addRequest(const std::string& line) {
   auto& globals = context_.globals;
-  const std::string stripped = withoutLineFeeds(line);
-  auto fields = parseRequestLine(stripped);
-  if (!fields) {
+  auto& channel = context_.mymanagesocketagent;
+  auto request = parseRequest(line);
+  if (!request) {
     // Dropped without a word to the daemon; the next line is taken.
     globals.synchronizedNotification.resume();
     return;
   }
 
   globals.requestCounter = nextRequestCounter(globals.requestCounter);
-  const std::string tag = std::to_string(globals.requestCounter);
+  request->tagNotify = std::to_string(globals.requestCounter);
 
-  const std::int32_t pid = pidFromField(fields->processPid);
-  const std::string path = mymanagesocketagent->infoprocess(pid);
-  if (path == "error") {
+  request->processName = channel.infoprocess(request->processPid);
+  if (request->processName == "error") {
     // The process has gone between its connect and now: pass it, and no controller is made.
-    mymanagesocketagent->sendsocketagent(stripped + std::string(kReplyPassApp));
+    channel.sendsocketagent(withoutLineFeeds(line) + std::string(kReplyPassApp));
     globals.synchronizedNotification.resume();
     return;
   }
+  request->processUID = channel.infoRootProcess(request->processPid);
 
   auto controller = std::make_shared<HXNotifyWindowController>(context_);
-  globals.notifyControllers[tag] = controller;
-  const std::string uid = std::to_string(mymanagesocketagent->infoRootProcess(pid));
-  if (globals.debugFlag && context_.logger)
-    context_.logger->print("request " + tag + " pid " + fields->processPid + " path " + path + " uid " + uid + "\n");
-  controller->setNotifyParameters(fields->processPid, path, uid, fields->processIP, fields->processPort,
-                                  fields->processUDPorTCP, fields->processIPversion, line, tag,
-                                  fields->responsibleApp);
+  globals.notifyControllers[request->tagNotify] = controller;
+  if (globals.debugFlag) {
+    context_.logger.print("request " + request->tagNotify + " pid " + std::to_string(request->processPid) + " path " +
+                          request->processName + " uid " + std::to_string(request->processUID) + "\n");
+  }
+  controller->setNotifyParameters(std::move(*request));
 }
 
 }  // namespace halvex

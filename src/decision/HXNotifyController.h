@@ -1,7 +1,7 @@
 #pragma once
 // The intake of requests: checks a line's seven fields, numbers the request, passes at once a
 // request whose process has gone, and otherwise makes the request's controller and hands it the
-// parameters.
+// request.
 
 #include <cstdint>
 #include <string>
@@ -9,8 +9,6 @@
 #include "decision/DecisionContext.h"
 
 namespace halvex {
-
-class managesocketagent;
 
 class HXNotifyController {
  public:
@@ -22,8 +20,7 @@ class HXNotifyController {
   // The next tag: 999999 wraps to 2, so tags are never 0 or 1 and never above 999999.
   static std::uint32_t nextRequestCounter(std::uint32_t counter);
 
-  std::int32_t myUID = 0;
-  managesocketagent* mymanagesocketagent = nullptr;
+  const std::int32_t myUID;
 
  private:
   DecisionContext& context_;

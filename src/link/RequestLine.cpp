@@ -26,11 +26,19 @@ std::vector<std::string> splitAtBlanks(std::string_view text) {
   }
 }
 
-std::optional<RequestFields> parseRequestLine(std::string_view line) {
+std::optional<Request> parseRequest(std::string_view line) {
   auto parts = splitAtBlanks(withoutLineFeeds(line));
   if (parts.size() != 7) return std::nullopt;
-  return RequestFields{std::move(parts[0]), std::move(parts[1]), std::move(parts[2]), std::move(parts[3]),
-                       std::move(parts[4]), std::move(parts[5]), std::move(parts[6])};
+  Request request;
+  request.originalRequestString = std::string(line);
+  request.daemonToken = std::move(parts[0]);
+  request.processIP = std::move(parts[1]);
+  request.processPort = std::move(parts[2]);
+  request.processPid = pidFromField(parts[3]);
+  request.processUDPorTCP = std::move(parts[4]);
+  request.processIPversion = std::move(parts[5]);
+  request.responsibleApp = pidFromField(parts[6]);
+  return request;
 }
 
 std::int32_t pidFromField(std::string_view field) {

@@ -1,8 +1,6 @@
 #pragma once
 // Runs the request reader on the recvDaemonQueue.
 
-#include <memory>
-
 #include "link/managesocketagent.h"
 #include "runtime/ConcurrentQueue.h"
 
@@ -10,15 +8,14 @@ namespace halvex {
 
 class StartSocket {
  public:
-  StartSocket(std::shared_ptr<managesocketagent> channel, ConcurrentQueue& recvDaemonQueue)
-      : mymanagesocketagent(std::move(channel)), queue_(recvDaemonQueue) {}
+  StartSocket(managesocketagent& channel, ConcurrentQueue& recvDaemonQueue)
+      : mymanagesocketagent(channel), queue_(recvDaemonQueue) {}
 
   void start() {
-    auto channel = mymanagesocketagent;
-    queue_.async([channel] { channel->openandreadsocketagent(); });
+    queue_.async([this] { mymanagesocketagent.openandreadsocketagent(); });
   }
 
-  std::shared_ptr<managesocketagent> mymanagesocketagent;
+  managesocketagent& mymanagesocketagent;
 
  private:
   ConcurrentQueue& queue_;

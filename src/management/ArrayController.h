@@ -16,6 +16,8 @@
 #include <optional>
 #include <vector>
 
+#include "runtime/Signal.h"
+
 namespace halvex {
 
 template <typename T>
@@ -39,7 +41,7 @@ class ArrayController {
   // Inserted objects become the selection, as list views expect after an add or a move.
   bool selectsInsertedObjects = true;
   // Raised after every change of the content, the selection or the filter.
-  std::function<void()> changed;
+  Signal<> changed;
 
   std::recursive_mutex& contentLock() const { return mutex_; }
   const Content& content() const { return content_; }
@@ -133,7 +135,7 @@ class ArrayController {
     std::erase_if(selection_, [this](const Object& object) { return !shows(*object); });
   }
   void notify() {
-    if (changed) changed();
+    changed();
   }
 
   Content& content_;

@@ -70,7 +70,7 @@ std::optional<bool> systemBinaryPredicateValue(const std::string& predicate) {
 
 HXController::HXController(Links links) : links_(links) {
   appsLibraryController.setFilter([this](const HXApplication& app) { return filterShows(app); });
-  appsLibraryController.changed = [this] { refreshView(); };
+  appsLibraryController.changed.connect([this] { refreshView(); });
 
   auto& center = links_.globals.notificationCenter;
   observers_.push_back(center.addObserver(kCopyArrayAppLibrary, [this](const Notification&) { copyArrayAppLibrary(); }));
@@ -104,13 +104,13 @@ void HXController::snapshotAndSend() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
     LibraryGuard lock(libraryLock());
     links_.globals.globalAppsArray = appsLibrary;
-    if (halvexconfiguration) halvexconfiguration->sendConf();
+    links_.sendConf();
   });
 }
 
 void HXController::queueSendConf() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
-    if (halvexconfiguration) halvexconfiguration->sendConf();
+    links_.sendConf();
   });
 }
 
@@ -237,7 +237,7 @@ void HXController::cleanAllApps() {
       LibraryGuard lock(libraryLock());
       links_.globals.globalAppsArray.clear();
     }
-    if (mymanagesocketagent) mymanagesocketagent->sendsocketagent("5");
+    links_.mymanagesocketagent.sendsocketagent("5");
   });
   refreshView();
 }
@@ -315,7 +315,7 @@ void HXController::expireApp(const std::string& appName) {
       // At once, without waiting for a removal: until the next snapshot the daemon may still
       // hold the expired app.
       links_.globals.globalAppsArray = appsLibrary;
-      if (halvexconfiguration) halvexconfiguration->sendConf();
+      links_.sendConf();
     }
     links_.globals.mainLoop.post([this] { refreshView(); });
   });
@@ -423,7 +423,7 @@ void HXController::setAppRuleFromLogs(LogRuleItem sender, const std::vector<LogC
   links_.globals.synchronizedNotification.asyncBarrier([this, app] {
     LibraryGuard lock(libraryLock());
     links_.globals.globalAppsArray.push_back(app);
-    if (halvexconfiguration) halvexconfiguration->sendConf();
+    links_.sendConf();
   });
 }
 
@@ -475,7 +475,7 @@ void HXController::applyFilter() {
 
 void HXController::showMainWindow() {
   appsGrid.mainWindowVisible = true;
-  if (changed) changed();
+  changed();
 }
 
 void HXController::refreshView() {
@@ -509,7 +509,7 @@ void HXController::refreshView() {
     }
   }
   appsGrid = std::move(view);
-  if (changed) changed();
+  changed();
 }
 
 }  // namespace halvex

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/Signal.h"
 #include "configuration/Globals.h"
 #include "management/AppsGridView.h"
 #include "management/ArrayController.h"
@@ -33,7 +34,6 @@
 namespace halvex {
 
 class HXApplication;
-class HXConfiguration;
 class managesocketagent;
 
 namespace librarynotifications {
@@ -65,6 +65,10 @@ class HXController : public AppsLibraryHolder {
     Dialogs& dialogs;
     UserDefaults& userDefaults;
     DragSession& dragSession;
+    // Replies and the datagram "5" to the daemon.
+    managesocketagent& mymanagesocketagent;
+    // Sends the compact rule lists to the daemon (the configuration's sendConf).
+    std::function<void()> sendConf;
   };
 
   static constexpr const char* kMainWindow = "window";
@@ -75,9 +79,6 @@ class HXController : public AppsLibraryHolder {
   HXController(const HXController&) = delete;
   HXController& operator=(const HXController&) = delete;
 
-  // Weak links, set by the composition root before launch.
-  HXConfiguration* halvexconfiguration = nullptr;
-  managesocketagent* mymanagesocketagent = nullptr;
   // Redraws the rule popover of the selected app (the popover's owner sets it).
   std::function<void()> drawAppPopover;
 
@@ -91,7 +92,7 @@ class HXController : public AppsLibraryHolder {
 
   AppsGridView appsGrid;
   // Raised after every change of `appsGrid`, on the main loop.
-  std::function<void()> changed;
+  Signal<> changed;
 
   std::recursive_mutex& libraryLock() const override { return appsLibraryController.contentLock(); }
 

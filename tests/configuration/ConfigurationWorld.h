@@ -1,60 +1,20 @@
 #pragma once
-// One agent's worth of configuration machinery in memory: globals on a manual loop, files in
-// memory, a recording distributed centre, scripted dialogs, a throwing process control, the three
-// library holders and both controllers, linked as the composition root links them.
+// One agent in memory (see World), with the helpers the configuration's tests share.
 
-#include <cstdio>
-#include <map>
 #include <memory>
 #include <string>
 
-#include "fakes/FakeDistributedCenter.h"
-#include "fakes/FakeProcesses.h"
-#include "fakes/ManualLoop.h"
-#include "fakes/MemoryFiles.h"
-#include "fakes/ScriptedDialogs.h"
-#include "platform/BundleInfo.h"
+#include "fakes/World.h"
 #include "rules/HXApplication.h"
-#include "configuration/HXConfiguration.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
-#include "configuration/HXPreferencesController.h"
-#include "runtime/LineLogger.h"
 #include "runtime/PlistIO.h"
 
 namespace halvex::test {
 
-class MapBundleInfo final : public BundleInfo {
- public:
-  std::map<std::string, std::string> names;
-  std::optional<std::string> localizedDisplayName(const std::string& path) const override {
-    auto it = names.find(path);
-    return it == names.end() ? std::nullopt : std::optional<std::string>(it->second);
-  }
-};
-
-struct ConfigurationWorld {
-  explicit ConfigurationWorld(std::string resourcesDir = "/res")
-      : paths(makeEnvironment(std::move(resourcesDir))),
-        defaults(files, paths.defaultsFile()),
-        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults}),
-        preferences(HXPreferencesController::Links{globals, paths, defaults, center, dialogs}) {
-    context.mainLoop = &loop;
-    context.notificationCenter = &globals.notificationCenter;
-    context.fileSystem = &files;
-    context.bundleInfo = &bundles;
-    configuration.halvexcontroller = &apps;
-    configuration.exclusioncontroller = &exclusions;
-    configuration.recordscontroller = &records;
-    configuration.preferencescontroller = &preferences;
-    preferences.halvexconfiguration = &configuration;
-    preferences.halvexcontroller = &apps;
-  }
-
-  static PathEnvironment makeEnvironment(std::string resourcesDir) {
-    return {.root = "/root", .home = "/home/u", .xdgConfigHome = "/home/u/.config",
-            .xdgStateHome = "/home/u/.local/state", .resourcesDir = std::move(resourcesDir)};
-  }
+// The configuration's tests work on the holders as the import and export see them.
+struct ConfigurationWorld : World {
+  explicit ConfigurationWorld(std::string resourcesDir = "/res") : World(testEnvironment(std::move(resourcesDir))) {}
 
   std::shared_ptr<HXApplication> addApp(const std::string& name, const std::string& path, std::int64_t state,
                                         std::vector<std::string> matches = {}, bool bundle = false) {
@@ -91,32 +51,9 @@ struct ConfigurationWorld {
     return std::holds_alternative<plist::Value>(parsed) ? std::get<plist::Value>(parsed) : plist::Value();
   }
 
-  ~ConfigurationWorld() { std::fclose(logFile); }
-  std::string logText() const {
-    std::fflush(logFile);
-    std::rewind(logFile);
-    std::string text;
-    for (int c; (c = std::fgetc(logFile)) != EOF;) text.push_back(static_cast<char>(c));
-    return text;
-  }
-
-  ManualLoop loop;
-  Globals globals{loop};
-  MemoryFiles files;
-  FakeDistributedCenter center{loop};
-  ScriptedDialogs dialogs{loop};
-  ThrowingProcessControl processes;
-  std::FILE* logFile = std::tmpfile();
-  LineLogger logger{"test", 0, logFile, logFile};
-  MapBundleInfo bundles;
-  RulesContext context;
-  Paths paths;
-  UserDefaults defaults;
-  AppsLibraryHolder apps;
-  ExclusionsLibraryHolder exclusions;
-  RecordsLibraryHolder records;
-  HXConfiguration configuration;
-  HXPreferencesController preferences;
+  AppsLibraryHolder& apps = agent.appsLibrary;
+  ExclusionsLibraryHolder& exclusions = agent.exclusionsLibrary;
+  RecordsLibraryHolder& records = agent.recordsLibrary;
 };
 
 }  // namespace halvex::test

@@ -12,23 +12,12 @@ namespace {
 
 using Replies = std::vector<std::string>;
 
-struct RecordingAlerts final : AlertPresenter {
-  std::vector<std::shared_ptr<HXNotifyWindowController>> shown;
-  void mostra(std::shared_ptr<HXNotifyWindowController> request) override { shown.push_back(std::move(request)); }
-};
-
 class RuleCheck : public ::testing::Test {
  protected:
-  RuleCheck() {
-    rules.mainLoop = &world.loop;
-    rules.notificationCenter = &world.globals.notificationCenter;
-    world.context.rulesContext = &rules;
-    world.context.alertPresenter = &alerts;
-    world.globals.enableNotifications = true;
-  }
+  RuleCheck() { world.globals.enableNotifications = true; }
 
   std::shared_ptr<HXApplication> addApp(const std::string& path, std::int64_t state, Replies matches = {}) {
-    auto app = generateHXApplication(rules, state, path);
+    auto app = generateHXApplication(world.context, state, path);
     app->appMatches = std::move(matches);
     world.globals.globalAppsArray.push_back(app);
     return app;
@@ -38,7 +27,8 @@ class RuleCheck : public ::testing::Test {
   Replies decide(const std::string& path, const std::string& ip = "192.168.1.7", const std::string& port = "443") {
     const auto before = world.sockets.sentLines().size();
     const std::string line = "t " + ip + " " + port + " 300 TCP 4 0";
-    world.openRequest("2", path, line, "0", ip, port);
+    world.processes.add(300, path, 501);
+    world.intake(line);
     world.loop.runPending();
     Replies suffixes;
     const auto sent = world.sockets.sentLines();
@@ -54,8 +44,7 @@ class RuleCheck : public ::testing::Test {
   }
 
   ChannelWorld world;
-  RulesContext rules;
-  RecordingAlerts alerts;
+  RecordingAlerts& alerts = world.alerts;
 };
 
 }  // namespace
@@ -96,13 +85,13 @@ TEST_F(RuleCheck, NoMatchingRuleOrAnUnknownAppOpensTheAlertWithTheQueueHeld) {
   ASSERT_EQ(alerts.shown.size(), 1u);
   EXPECT_TRUE(world.globals.notificationOnScreen);
   EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 1) << "the alert holds the queue";
-  EXPECT_EQ(alerts.shown[0]->parameterProcessName, "/usr/bin/ssh");
-  alerts.shown[0]->resumeQueue("2");
+  EXPECT_EQ(alerts.shown[0].request.processName, "/usr/bin/ssh");
+  world.endRequest(alerts.shown[0].tag());
 
   world.globals.globalAppsArray.clear();
   EXPECT_TRUE(decide("/usr/bin/anything").empty());
   EXPECT_EQ(alerts.shown.size(), 2u);
-  alerts.shown[1]->resumeQueue("2");
+  world.endRequest(alerts.shown[1].tag());
 
   // A known passed app whose binary is not in the path still asks.
   addApp("/usr/bin/curl", 0)->appBinaries = {"/elsewhere/curl"};
@@ -129,7 +118,7 @@ TEST_F(RuleCheck, QuietTimeAnswersEveryTimeAndRemembersTheAddressOnce) {
 TEST_F(RuleCheck, KnownAppsAreFoundByBundleNameAnywhereOrByExactPath) {
   addApp("/Applications/Big.app/Contents/MacOS/Big", 0);
   addApp("/usr/bin/curl", 0);
-  HXNotifyWindowController probe(world.context);
+  HXNotifyWindowController probe(world.agent.decisionContext);
   EXPECT_TRUE(probe.appExistsInGlobalArray("/Users/me/Copies/Big.app/Contents/MacOS/Big"));
   EXPECT_FALSE(probe.appExistsInGlobalArray("/Applications/Bigger.app/Contents/MacOS/Big"));
   EXPECT_TRUE(probe.appExistsInGlobalArray("/usr/bin/curl"));

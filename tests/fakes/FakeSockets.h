@@ -39,6 +39,12 @@ class FakeSockets final : public UnixDatagramSockets {
     std::lock_guard lock(mutex_);
     return sent_;
   }
+  // Forgets the replies so far (a fuzz target's runs would pile them up).
+  void forgetSent() {
+    std::lock_guard lock(mutex_);
+    sent_.clear();
+    sentSizes_.clear();
+  }
   std::vector<std::size_t> sentSizes() const {
     std::lock_guard lock(mutex_);
     return sentSizes_;

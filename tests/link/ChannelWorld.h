@@ -2,53 +2,24 @@
 // A request channel with everything behind it, over in-memory sockets and processes. The test
 // thread is the main loop's thread.
 
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <thread>
 
-#include "configuration/Globals.h"
-#include "decision/DecisionContext.h"
 #include "decision/HXNotifyWindowController.h"
-#include "fakes/FakeProcesses.h"
-#include "fakes/FakeSockets.h"
-#include "fakes/ManualLoop.h"
-#include "link/BridgeClassHalvex.h"
-#include "decision/HXNotifyController.h"
-#include "link/managesocketagent.h"
-#include "runtime/LineLogger.h"
+#include "fakes/World.h"
 
 namespace halvex::test {
 
-inline constexpr const char* kAgentPath = "/r/var/run/halvex/agent/.it.dovik.halvex.agents";
-inline constexpr const char* kDaemonPath = "/r/var/run/halvex/.it.dovik.halvex.agentc";
-
-struct ChannelWorld {
-  ManualLoop loop;
-  FakeSockets sockets;
-  FakeProcessInfo processes;
-  ThrowingProcessControl control;
-  std::FILE* logFile = std::tmpfile();
-  std::FILE* printFile = std::tmpfile();
-  LineLogger logger{"halvex", 1, logFile, printFile};
-  Globals globals{loop};
-  BridgeClassHalvex bridge{globals.synchronizedNotification,
-                           [this](const std::string& line) { notifyController.addRequest(line); }};
-  managesocketagent channel{sockets, processes, control, logger, bridge, kAgentPath, kDaemonPath};
-  DecisionContext context{globals, channel, control};
-  HXNotifyController notifyController{context, 501};
-  std::thread reader;
-
+struct ChannelWorld : World {
   ~ChannelWorld() {
     channel.closeChannel();
     if (reader.joinable()) reader.join();
-    std::fclose(logFile);
-    std::fclose(printFile);
   }
-
+  // The reader on a thread of the test's, so that a test can wait for its end.
   void startReader() {
     reader = std::thread([this] { channel.openandreadsocketagent(); });
   }
+  std::thread reader;
 
   // Runs the main loop until `replies` replies have gone out, then until the queue stands idle
   // and unsuspended (a sync block runs only after every earlier block, on a queue not held).
@@ -60,25 +31,16 @@ struct ChannelWorld {
     }
   }
 
-  // A request of pid 300, uid 501, opened as the intake opens it: the queue held and the
-  // controller registered under its tag.
-  using Text = const std::string&;
-  std::shared_ptr<HXNotifyWindowController> openRequest(Text tag, Text path, Text line, Text responsible = "0",
-                                                        Text ip = "192.0.2.1", Text port = "443",
-                                                        Text protocol = "TCP", Text version = "4") {
+  // Hands a line to the real intake as the bridge's block does (the queue held first), on the
+  // test's thread, which is the main loop's: the whole decision runs before this returns.
+  void intake(const std::string& line) {
     globals.synchronizedNotification.suspend();
-    auto controller = std::make_shared<HXNotifyWindowController>(context);
-    globals.notifyControllers[tag] = controller;
-    controller->setNotifyParameters("300", path, "501", ip, port, protocol, version, line, tag, responsible);
-    return controller;
+    agent.notifyController.addRequest(line);
   }
-
-  std::string printed() const {
-    std::fflush(printFile);
-    std::rewind(printFile);
-    std::string text;
-    for (int c; (c = std::fgetc(printFile)) != EOF;) text.push_back(static_cast<char>(c));
-    return text;
+  // Ends the open request under `tag` without an answer.
+  void endRequest(const std::string& tag) {
+    const auto controller = globals.notifyControllers.at(tag);
+    controller->resumeQueue(tag);
   }
 };
 

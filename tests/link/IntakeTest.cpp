@@ -16,7 +16,7 @@ class Intake : public ::testing::Test {
     world.processes.add(300, "/usr/bin/curl", 501);
     world.processes.add(301, "/usr/bin/ssh", 0);
   }
-  void request(const std::string& line) { world.bridge.readRequest(line); }
+  void request(const std::string& line) { world.agent.bridge.readRequest(line); }
   void expectIdle() {
     EXPECT_TRUE(world.globals.notifyControllers.empty());
     EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 0);
@@ -83,17 +83,23 @@ TEST_F(Intake, RequestsAreDecidedStrictlyOneAfterTheOther) {
   EXPECT_EQ(world.globals.requestCounter, 3u);
 }
 
-TEST_F(Intake, TheControllerGetsTheTenParametersInOrderAndFinishingReleasesTheQueue) {
-  const std::string line = "t 2001:db8::1 443 300 UDP 6 0";
-  auto controller = world.openRequest("12", "/usr/bin/curl", line, "0", "2001:db8::1", "443", "UDP", "6");
-  EXPECT_EQ((Lines{controller->parameterProcessPid, controller->parameterProcessUID, controller->parameterProcessIP,
-                   controller->parameterProcessUDPorTCP, controller->parameterProcessIPversion, controller->parameterTagString}),
-            (Lines{"300", "501", "2001:db8::1", "UDP", "6", "12"}));
-  EXPECT_EQ(world.sockets.sentLines(), Lines{line + " 0 # #"});
+TEST_F(Intake, TheDecisionGetsTheRequestAsOneValueAndFinishingReleasesTheQueue) {
+  world.globals.enableNotifications = true;
+  const std::string line = "t 2001:db8::1 443 300 UDP 6 0\n";
+  world.intake(line);
+  world.loop.runPending();
+  ASSERT_EQ(world.alerts.shown.size(), 1u);
+  const Request& r = world.alerts.shown[0].request;
+  EXPECT_EQ((Lines{std::to_string(r.processPid), std::to_string(r.processUID), r.processIP, r.processPort,
+                   r.processUDPorTCP, r.processIPversion, r.tagNotify, r.processName, r.originalRequestString}),
+            (Lines{"300", "501", "2001:db8::1", "443", "UDP", "6", "2", "/usr/bin/curl", line}));
+  EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 1);
+  world.endRequest("2");
   expectIdle();
 }
 
 TEST_F(Intake, AHelperServiceSpeaksForItsResponsibleAppOnlyWhenThatAppIsThere) {
+  world.globals.enableNotifications = true;
   const std::string service = "/opt/Big.app/Contents/XPCServices/Net.xpc/Contents/MacOS/Net";
   world.processes.add(400, "/opt/Big.app/Contents/MacOS/Big", 501);
   struct Case {
@@ -108,7 +114,11 @@ TEST_F(Intake, AHelperServiceSpeaksForItsResponsibleAppOnlyWhenThatAppIsThere) {
   };
   for (const auto& c : cases) {
     world.globals.automaticXPC = c.automaticXPC;
-    EXPECT_EQ(world.openRequest("3", c.path, requestLine("1", 300), c.responsible)->parameterProcessName, c.expected)
-        << c.path << " via " << c.responsible;
+    world.processes.add(302, c.path, 501);
+    world.intake("1 192.0.2.1 443 302 TCP 4 " + c.responsible);
+    world.loop.runPending();
+    ASSERT_FALSE(world.alerts.shown.empty());
+    EXPECT_EQ(world.alerts.shown.back().request.processName, c.expected) << c.path << " via " << c.responsible;
+    world.endRequest(world.alerts.shown.back().tag());
   }
 }

@@ -1,24 +1,11 @@
 #pragma once
-// One agent's app library in memory: globals on a manual loop, a recording daemon carrier,
-// scripted sheets, the request channel on fake sockets, and the configuration and library
-// controller linked as the program links them.
+// One agent in memory (see World), with the helpers the app library's tests share.
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "fakes/FakeDistributedCenter.h"
-#include "fakes/FakeProcesses.h"
-#include "fakes/FakeSockets.h"
-#include "fakes/ManualLoop.h"
-#include "fakes/MemoryFiles.h"
-#include "fakes/ScriptedDialogs.h"
-#include "link/BridgeClassHalvex.h"
-#include "link/managesocketagent.h"
-#include "management/HXController.h"
+#include "fakes/World.h"
 #include "rules/HXApplication.h"
-#include "configuration/HXConfiguration.h"
-#include "runtime/LineLogger.h"
 
 namespace halvex::test {
 
@@ -32,22 +19,8 @@ struct DaemonApp {
   bool operator==(const DaemonApp&) const = default;
 };
 
-struct LibraryWorld {
-  LibraryWorld()
-      : channel(sockets, processInfo, processes, logger, bridge, "/agent", "/daemon"),
-        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults}),
-        controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
-    context.mainLoop = &loop;
-    context.notificationCenter = &globals.notificationCenter;
-    context.fileSystem = &files;
-    configuration.halvexcontroller = &controller;
-    controller.halvexconfiguration = &configuration;
-    controller.mymanagesocketagent = &channel;
-  }
-  ~LibraryWorld() {
-    settle();
-    std::fclose(sink);
-  }
+struct LibraryWorld : World {
+  ~LibraryWorld() { settle(); }
 
   // Runs everything queued on both sides until nothing is left.
   void settle() {
@@ -104,24 +77,7 @@ struct LibraryWorld {
   Names mirrorNames() const { return collect(globals.globalAppsArray, [](const auto& a) { return a->appName; }); }
   Names gridNames() const { return collect(controller.appsGrid.items, [](const auto& i) { return i.appName; }); }
 
-  ManualLoop loop;
-  Globals globals{loop};
-  MemoryFiles files;
-  FakeDistributedCenter center{loop};
-  ScriptedDialogs dialogs{loop};
-  ThrowingProcessControl processes;
-  FakeProcessInfo processInfo;
-  FakeSockets sockets;
-  std::FILE* sink = std::tmpfile();
-  LineLogger logger{"test", 1, sink, sink};
-  RulesContext context;
-  Paths paths{PathEnvironment{}};
-  UserDefaults defaults{files, "/home/u/.config/halvex/defaults.plist"};
-  DragSession drag;
-  BridgeClassHalvex bridge{globals.synchronizedNotification, [](const std::string&) {}};
-  managesocketagent channel;
-  HXConfiguration configuration;
-  HXController controller;
+  DragSession& drag = agent.dragSession;
 };
 
 // Starts a timed rule on `app`, as its popover does.

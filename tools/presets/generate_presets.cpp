@@ -10,21 +10,33 @@
 // preset5  alerts on, the system folders pass without asking
 // preset7  alerts on, every other app passes through "/": only apps the user adds block or ask
 
+#include <stdlib.h>
+
 #include <cstdio>
-#include <map>
+#include <filesystem>
+#include <iostream>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "configuration/Globals.h"
+#include "agent/Composition.h"
+#include "platform/linux/DbusNotificationCenter.h"
+#include "platform/linux/DpkgCodeSignatures.h"
+#include "platform/linux/LinuxBundleInfo.h"
+#include "platform/linux/LinuxDirectoryListing.h"
+#include "platform/linux/LinuxFileIcons.h"
 #include "platform/linux/LinuxFileSystem.h"
+#include "platform/linux/LinuxHostNames.h"
 #include "platform/linux/LinuxProcessControl.h"
-#include "configuration/HXConfiguration.h"
+#include "platform/linux/LinuxProcessInfo.h"
+#include "platform/linux/LinuxProcessOwners.h"
+#include "platform/linux/LinuxProcessRunner.h"
+#include "platform/linux/LinuxRunningApplications.h"
+#include "platform/linux/LinuxStandardStreams.h"
+#include "platform/linux/LinuxTcpProbe.h"
+#include "platform/linux/LinuxUnixDatagramSockets.h"
 #include "rules/HXExclusion.h"
-#include "runtime/AgentLoop.h"
-#include "runtime/Paths.h"
-#include "configuration/UserDefaults.h"
+#include "ui/console/ConsoleFrontEnd.h"
 
 using namespace halvex;
 
@@ -36,32 +48,6 @@ class NoCenter final : public DistributedNotificationCenter {
   void postNotificationName(const std::string&, const std::string&, const std::optional<plist::Dictionary>&) override {}
   Token addObserver(const std::string&, const std::string&, Handler) override { return 0; }
   void removeObserver(Token) override {}
-};
-
-class NoDialogs final : public Dialogs {
- public:
-  AlertResponse runModal(const AlertDescription&) override { return {}; }
-  void beginSheet(const std::string&, const AlertDescription&, Completion) override {}
-};
-
-// The exporter also stores the label colours among the user's defaults: not here.
-class DefaultsInMemory final : public FileSystem {
- public:
-  bool fileExists(const std::string& path) const override { return files_.count(path) > 0; }
-  bool isDirectory(const std::string&) const override { return false; }
-  bool isExecutable(const std::string&) const override { return false; }
-  std::optional<std::string> readFile(const std::string& path) const override {
-    auto it = files_.find(path);
-    return it == files_.end() ? std::nullopt : std::optional<std::string>(it->second);
-  }
-  bool writeFileAtomically(const std::string& path, const std::string& bytes) override {
-    files_[path] = bytes;
-    return true;
-  }
-  bool removeFile(const std::string& path) override { return files_.erase(path) > 0; }
-
- private:
-  std::map<std::string, std::string> files_;
 };
 
 struct Preset {
@@ -88,22 +74,44 @@ int main(int argc, char** argv) {
       {"preset7", true, {{"/", 0}}},
   };
 
-  AgentLoop loop;
-  LinuxFileSystem files;
-  DefaultsInMemory defaultsFiles;
-  LinuxProcessControl processControl;
-  NoCenter center;
-  NoDialogs dialogs;
+  // The exporter also stores the label colours among the user's defaults: in a scratch folder,
+  // removed at the end, never the user's own.
+  char scratchTemplate[] = "/tmp/halvex-presets-XXXXXX";
+  const char* scratch = ::mkdtemp(scratchTemplate);
+  if (!scratch) {
+    std::perror("halvex-generate-presets: mkdtemp");
+    return 1;
+  }
+  const Paths paths(PathEnvironment{.root = scratch, .home = scratch, .xdgConfigHome = scratch,
+                                    .xdgStateHome = scratch, .resourcesDir = scratch});
   LineLogger logger("halvex-generate-presets", 0);
-  const Paths paths(PathEnvironment{});
-  UserDefaults defaults(defaultsFiles, "defaults.plist");
+  LinuxProcessControl processControl;
+  LinuxProcessRunner processRunner;
+  LinuxFileSystem files;
+  LinuxProcessInfo processInfo;
+  LinuxProcessOwners processOwners;
+  LinuxUnixDatagramSockets sockets;
+  LinuxStandardStreams streams;
+  LinuxRunningApplications runningApplications("halvex", scratch);
+  NoCenter center;
+  LinuxFileIcons fileIcons;
+  LinuxHostNames hostNames;
+  LinuxBundleInfo bundleInfo;
+  DpkgCodeSignatures codeSignatures(processRunner);
+  LinuxTcpProbe tcpProbe;
+  LinuxDirectoryListing directoryListing;
 
+  int status = 0;
   for (const auto& preset : presets) {
-    // A fresh world per preset: every other setting at its value before anything is loaded.
-    Globals globals(loop);
-    RulesContext context;
-    HXConfiguration configuration(
-        HXConfiguration::Links{globals, paths, files, center, dialogs, processControl, logger, context, defaults});
+    // A fresh agent per preset: every other setting at its value before anything is loaded.
+    ConsoleFrontEnd frontEnd(logger, processRunner);
+    Composition agent(Ports{paths, logger, files, processInfo, processControl, processOwners, processRunner, sockets,
+                            streams, runningApplications, center, fileIcons, hostNames, bundleInfo, codeSignatures,
+                            tcpProbe, directoryListing, std::cerr, 0},
+                      frontEnd.bundle());
+    auto& globals = agent.globals;
+    const RulesContext& context = agent.rulesContext;
+    auto& configuration = agent.configuration;
     globals.enableNotifications = preset.enableNotifications;
     for (const auto& [path, rule] : preset.folders)
       globals.globalExclusionsArray.push_back(std::make_shared<HXExclusion>(context, path, rule, false, false));
@@ -111,9 +119,12 @@ int main(int argc, char** argv) {
     configuration.exportConf(file, true, false, false);
     if (!files.fileExists(file)) {
       std::fprintf(stderr, "halvex-generate-presets: cannot write %s\n", file.c_str());
-      return 1;
+      status = 1;
+      break;
     }
     std::printf("wrote %s\n", file.c_str());
   }
-  return 0;
+  std::error_code ignored;
+  std::filesystem::remove_all(scratch, ignored);
+  return status;
 }

@@ -1,16 +1,21 @@
 #include "ui/console/ConsoleAlertPresenter.h"
 
-#include "decision/HXNotifyWindowController.h"
-
 namespace halvex {
 
-void ConsoleAlertPresenter::mostra(std::shared_ptr<HXNotifyWindowController> request) {
-  const std::string text = request->parameterProcessName + " wants to connect to " + request->parameterProcessIP +
-                           " port " + request->parameterProcessPort + " (" + request->parameterProcessUDPorTCP +
-                           "), request " + request->parameterTagString;
-  std::fprintf(out_, "[alert] %s\n", text.c_str());
+void ConsoleAlertPresenter::mostra(const Alert& alert) {
+  const auto& r = alert.request;
+  line("[alert " + alert.tag() + "] " + r.processName + " wants to connect to " + r.processIP + " port " +
+       r.processPort + " (" + r.processUDPorTCP + "), user " + std::to_string(r.processUID));
+}
+
+void ConsoleAlertPresenter::close(const Alert& alert, const std::string& how, const std::string& replySuffix) {
+  line("[alert " + alert.tag() + "] " + how + replySuffix);
+}
+
+void ConsoleAlertPresenter::line(const std::string& text) const {
+  std::fprintf(out_, "%s\n", text.c_str());
   std::fflush(out_);
-  logger_.log("alert: " + text);
+  logger_.log(text);
 }
 
 }  // namespace halvex

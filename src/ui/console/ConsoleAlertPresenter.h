@@ -1,7 +1,6 @@
 #pragma once
-// The headless stand-in for the alert window: it tells the console and the log which connection
-// waits for an answer. The request stays open, the synchronised queue held, until the alert's
-// answer or its expiry finishes it.
+// The headless face of the alert: one line when an alert opens and one when it closes, on the
+// console (flushed at once, so a script reading the output sees it), and one in the log.
 
 #include <cstdio>
 
@@ -12,10 +11,15 @@ namespace halvex {
 
 class ConsoleAlertPresenter final : public AlertPresenter {
  public:
-  ConsoleAlertPresenter(const LineLogger& logger, std::FILE* out = stdout) : logger_(logger), out_(out) {}
-  void mostra(std::shared_ptr<HXNotifyWindowController> request) override;
+  explicit ConsoleAlertPresenter(const LineLogger& logger, std::FILE* out = stdout) : logger_(logger), out_(out) {}
+  // "[alert TAG] PATH wants to connect to ADDRESS port PORT (PROTOCOL), user UID"
+  void mostra(const Alert& alert) override;
+  // "[alert TAG] answered SUFFIX"
+  void close(const Alert& alert, const std::string& how, const std::string& replySuffix) override;
 
  private:
+  void line(const std::string& text) const;
+
   const LineLogger& logger_;
   std::FILE* out_;
 };

@@ -35,4 +35,10 @@ void ConsoleDialogs::beginSheet(const std::string&, const AlertDescription& aler
   loop_.post([completion = std::move(completion), response] { completion(response); });
 }
 
+std::optional<std::string> ConsoleDialogs::runFilePanel(const FilePanelRequest& panel) {
+  std::fprintf(out_, "[%s] no file panel on the console: cancelled\n", panel.title.c_str());
+  std::fflush(out_);
+  return std::nullopt;
+}
+
 }  // namespace halvex

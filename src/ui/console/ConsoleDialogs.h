@@ -18,6 +18,8 @@ class ConsoleDialogs final : public Dialogs {
 
   AlertResponse runModal(const AlertDescription& alert) override;
   void beginSheet(const std::string& window, const AlertDescription& alert, Completion completion) override;
+  // There is no file panel on the console: the panel is cancelled, and the line says so.
+  std::optional<std::string> runFilePanel(const FilePanelRequest& panel) override;
 
   // Answers for the next alerts, in order.
   void scriptAnswer(AlertResponse response);

@@ -1,0 +1,85 @@
+#include "agent/Composition.h"
+
+#include <mutex>
+
+#include "rules/HXApplication.h"
+
+namespace halvex {
+
+Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
+    : ports(systemPorts),
+      frontEnd(std::move(frontEndBundle)),
+      bridge(globals.synchronizedNotification, [this](const std::string& line) { notifyController.addRequest(line); }),
+      channel(ports.sockets, ports.processInfo, ports.processControl, ports.logger, bridge, ports.paths.agentSocket(),
+              ports.paths.daemonSocket()),
+      startSocket(channel, globals.recvDaemonQueue),
+      appsLibrary(HXController::Links{globals, rulesContext, frontEnd.dialogs, userDefaults, dragSession, channel,
+                                      [this] { configuration.sendConf(); }}),
+      preferences(HXPreferencesController::Links{globals, ports.paths, userDefaults, ports.distributedCenter,
+                                                 frontEnd.dialogs, frontEnd.soundPlayer, appsLibrary, connectionLog,
+                                                 updates, [this] { configuration.sendConf(); }}),
+      configuration(HXConfiguration::Links{globals, ports.paths, ports.fileSystem, ports.distributedCenter,
+                                           frontEnd.dialogs, ports.processControl, ports.logger, rulesContext,
+                                           userDefaults, appsLibrary, exclusionsLibrary, recordsLibrary, preferences,
+                                           connectionLog, updates}),
+      decisionContext{globals, channel, ports.processControl, rulesContext, frontEnd.alertPresenter, ports.logger},
+      notifyController(decisionContext, ports.uid),
+      appDelegate(AppDelegate::Links{globals, ports.paths, ports.logger, ports.distributedCenter, ports.streams,
+                                     ports.runningApplications, frontEnd.dialogs, ports.fileSystem, configuration,
+                                     [this] { startSocket.start(); }, frontEnd.quit}) {}
+
+RulesContext Composition::makeRulesContext() {
+  RulesContext context;
+  context.mainLoop = &frontEnd.mainLoop;
+  context.notificationCenter = &globals.notificationCenter;
+  context.fileSystem = &ports.fileSystem;
+  context.fileIcons = &ports.fileIcons;
+  context.hostNames = &ports.hostNames;
+  context.bundleInfo = &ports.bundleInfo;
+  context.enableNotifications = [this] { return globals.enableNotifications.load(); };
+  context.labelColors = [this] { return globals.preferences.user().colors; };
+  context.verifySignatures = [this] { return globals.preferences.user().verifySignatures; };
+  context.inspectSignature = [this](std::weak_ptr<HXApplication> app) { inspectSignature(app); };
+  return context;
+}
+
+Composition::~Composition() { channel.closeChannel(); }
+
+void Composition::launch() {
+  // The country zones load in the background; look-ups answer nothing until they are in.
+  globals.globalBackground.async([this] {
+    flagsController.awakeFromNib();
+    ports.logger.log("[HALVEX AGENT] country zones loaded: " + std::to_string(flagsController.networkCount()) +
+                     " networks");
+  });
+  frontEnd.mainLoop.post([this] { appDelegate.applicationDidFinishLaunching(); });
+}
+
+void Composition::inspectSignature(const std::weak_ptr<HXApplication>& weak) {
+  const auto app = weak.lock();
+  if (!app) return;
+  // The app's signature fields belong to the library: read and written under its lock.
+  auto apply = [this](HXApplication& target, const SignatureFacts& facts) {
+    std::lock_guard lock(appsLibrary.libraryLock());
+    target.appSignatureInfo = facts.appSignatureInfo;
+    target.appIsSigned = facts.appIsSigned;
+    target.appHasValidSignature = facts.appHasValidSignature;
+    target.appIsSignedByApple = facts.appIsSignedByApple;
+  };
+  SignatureFacts current;
+  std::string path;
+  bool isBinary = false;
+  {
+    std::lock_guard lock(appsLibrary.libraryLock());
+    current = {app->appSignatureInfo, app->appIsSigned, app->appHasValidSignature, app->appIsSignedByApple};
+    path = app->appPath;
+    isBinary = !app->appIsBundle;
+  }
+  const auto now = signatureInspector.getSignatureInfo(
+      path, isBinary, true, current, [weak, apply](const SignatureFacts& facts) {
+        if (const auto later = weak.lock()) apply(*later, facts);
+      });
+  apply(*app, now);
+}
+
+}  // namespace halvex

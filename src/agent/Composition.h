@@ -1,0 +1,133 @@
+#pragma once
+// The agent's object graph, built in one place: the program, its tests, benchmarks and fuzz
+// targets all make their world here, from the system's ports (Linux adapters or fakes) and a
+// front end. Every collaborator is handed over in a constructor; members are declared (and so
+// built) in the order the launch needs them, and torn down in reverse.
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+
+#include "agent/AppDelegate.h"
+#include "agent/FrontEnd.h"
+#include "commands/CommandRunner.h"
+#include "configuration/Globals.h"
+#include "configuration/HXConfiguration.h"
+#include "configuration/HXPreferencesController.h"
+#include "configuration/UserDefaults.h"
+#include "decision/AlertAnswers.h"
+#include "decision/DecisionContext.h"
+#include "decision/HXNotifyController.h"
+#include "intelligence/HXFlagsController.h"
+#include "intelligence/HXSockController.h"
+#include "intelligence/SignatureFacts.h"
+#include "link/BridgeClassHalvex.h"
+#include "link/ProcessAttribution.h"
+#include "link/StartSocket.h"
+#include "link/managesocketagent.h"
+#include "management/DragSession.h"
+#include "management/HXController.h"
+#include "platform/BundleInfo.h"
+#include "platform/CodeSignatures.h"
+#include "platform/DirectoryListing.h"
+#include "platform/DistributedNotificationCenter.h"
+#include "platform/FileIcons.h"
+#include "platform/FileSystem.h"
+#include "platform/HostNames.h"
+#include "platform/ProcessControl.h"
+#include "platform/ProcessInfo.h"
+#include "platform/ProcessOwners.h"
+#include "platform/ProcessRunner.h"
+#include "platform/RunningApplications.h"
+#include "platform/StandardStreams.h"
+#include "platform/TcpProbe.h"
+#include "platform/UnixDatagramSockets.h"
+#include "rules/RuleLibraries.h"
+#include "rules/RulesContext.h"
+#include "runtime/LineLogger.h"
+#include "runtime/Paths.h"
+
+namespace halvex {
+
+// The system as the agent reaches it: one reference per port.
+struct Ports {
+  const Paths& paths;
+  const LineLogger& logger;
+  FileSystem& fileSystem;
+  ProcessInfo& processInfo;
+  ProcessControl& processControl;
+  ProcessOwners& processOwners;
+  ProcessRunner& processRunner;
+  UnixDatagramSockets& sockets;
+  StandardStreams& streams;
+  RunningApplications& runningApplications;
+  DistributedNotificationCenter& distributedCenter;
+  FileIcons& fileIcons;
+  HostNames& hostNames;
+  BundleInfo& bundleInfo;
+  CodeSignatures& codeSignatures;
+  TcpProbe& tcpProbe;
+  DirectoryListing& directoryListing;
+  // Where whois reports are written (the log, in the program).
+  std::ostream& reports;
+  // The agent's own user.
+  std::int32_t uid = 0;
+};
+
+class Composition {
+ public:
+  Composition(Ports ports, FrontEnd frontEnd);
+  // Ends the request reader before the queues it runs on go.
+  ~Composition();
+  Composition(const Composition&) = delete;
+  Composition& operator=(const Composition&) = delete;
+
+  // Starts what loads in the background (the country zones), then posts the launch on the main
+  // loop. Nothing slow stands before the request socket.
+  void launch();
+
+  const Ports ports;
+  const FrontEnd frontEnd;
+
+  Globals globals{frontEnd.mainLoop};
+  RulesContext rulesContext = makeRulesContext();
+  UserDefaults userDefaults{ports.fileSystem, ports.paths.defaultsFile()};
+
+  // Facts: commands, signatures, countries, whois and host names, process owners.
+  CommandRunner commandRunner{ports.processRunner};
+  SignatureInspector signatureInspector{ports.codeSignatures, ports.fileSystem, frontEnd.mainLoop,
+                                        globals.globalBackground};
+  HXFlagsController flagsController{ports.paths, ports.fileSystem, ports.directoryListing};
+  HXSockController sockController{ports.hostNames,     ports.tcpProbe,           commandRunner, frontEnd.mainLoop,
+                                  globals.globalBackground, globals.notificationCenter, ports.reports};
+  XPCpid xpcpid{ports.processOwners};
+
+  // The request channel: the reader hands each line to the bridge, the bridge to the intake.
+  BridgeClassHalvex bridge;
+  managesocketagent channel;
+  StartSocket startSocket;
+
+  // The libraries and the controllers that change them.
+  DragSession dragSession;
+  HXController appsLibrary;
+  ExclusionsLibraryHolder exclusionsLibrary;
+  RecordsLibraryHolder recordsLibrary;
+  // Until the connection log and the update check exist, their hooks do nothing.
+  ConnectionLogSwitch connectionLog;
+  UpdateTimer updates;
+  HXPreferencesController preferences;
+  HXConfiguration configuration;
+
+  // The decision of each request, and the way answers come back from the alert.
+  DecisionContext decisionContext;
+  HXNotifyController notifyController;
+  AlertAnswers alertAnswers{globals};
+
+  AppDelegate appDelegate;
+
+ private:
+  RulesContext makeRulesContext();
+  void inspectSignature(const std::weak_ptr<HXApplication>& app);
+};
+
+}  // namespace halvex
