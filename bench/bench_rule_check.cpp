@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "RequestPathHarness.h"
-#include "fakes/ManualLoop.h"
+#include "fakes/World.h"
 #include "configuration/ConfigurationSnapshot.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
@@ -23,11 +23,8 @@ std::string ownExecutable() { return std::filesystem::read_symlink("/proc/self/e
 
 // The configuration the daemon would have stored: the agent imports it at start.
 void writeConfiguration(const Root& root, std::size_t apps) {
-  test::ManualLoop loop;
-  NotificationCenter center;
-  RulesContext context;
-  context.mainLoop = &loop;
-  context.notificationCenter = &center;
+  test::World world;
+  const RulesContext& context = world.context;
   std::vector<std::shared_ptr<HXApplication>> list;
   for (std::size_t i = 0; i + 1 < apps; ++i) {
     auto app = generateHXApplication(context, 4, "/opt/vendor" + std::to_string(i) + "/bin/tool" + std::to_string(i));

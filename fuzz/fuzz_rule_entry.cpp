@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "fakes/World.h"
 #include "rules/HXRecord.h"
 #include "rules/RuleEntry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string entry(reinterpret_cast<const char*>(data), size);
   const auto classified = halvex::classifyRuleEntry(entry);
-  static const halvex::RulesContext context;
+  static auto* world = new halvex::test::World;
+  const halvex::RulesContext& context = world->context;
   const auto rows = halvex::recordsForMatches(context, {entry, "@443"}, 2);
   const std::size_t expectedRows = (classified.kind == halvex::RuleEntryKind::skip ? 0 : 1) + 2;
   if (rows.size() != expectedRows) __builtin_trap();

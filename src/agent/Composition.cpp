@@ -29,18 +29,18 @@ Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
                                      [this] { startSocket.start(); }, frontEnd.quit}) {}
 
 RulesContext Composition::makeRulesContext() {
-  RulesContext context;
-  context.mainLoop = &frontEnd.mainLoop;
-  context.notificationCenter = &globals.notificationCenter;
-  context.fileSystem = &ports.fileSystem;
-  context.fileIcons = &ports.fileIcons;
-  context.hostNames = &ports.hostNames;
-  context.bundleInfo = &ports.bundleInfo;
-  context.enableNotifications = [this] { return globals.enableNotifications.load(); };
-  context.labelColors = [this] { return globals.preferences.user().colors; };
-  context.verifySignatures = [this] { return globals.preferences.user().verifySignatures; };
-  context.inspectSignature = [this](std::weak_ptr<HXApplication> app) { inspectSignature(app); };
-  return context;
+  return RulesContext{
+      .mainLoop = frontEnd.mainLoop,
+      .notificationCenter = globals.notificationCenter,
+      .fileSystem = ports.fileSystem,
+      .fileIcons = ports.fileIcons,
+      .hostNames = ports.hostNames,
+      .bundleInfo = ports.bundleInfo,
+      .labelColors = [this] { return globals.preferences.user().colors; },
+      .verifySignatures = [this] { return globals.preferences.user().verifySignatures; },
+      .enableNotifications = [this] { return globals.enableNotifications.load(); },
+      .inspectSignature = [this](std::weak_ptr<HXApplication> app) { inspectSignature(app); },
+  };
 }
 
 Composition::~Composition() { channel.closeChannel(); }

@@ -233,9 +233,8 @@ void HXConfiguration::askAboutAutomaticXPC() {
 }
 
 std::optional<std::string> HXConfiguration::bundleDisplayName(const std::string& appPath) const {
-  const auto* bundles = links_.rulesContext.bundleInfo;
-  if (!bundles || !links_.fileSystem.fileExists(appPath)) return std::nullopt;
-  auto name = bundles->localizedDisplayName(appPath);
+  if (!links_.fileSystem.fileExists(appPath)) return std::nullopt;
+  auto name = links_.rulesContext.bundleInfo.localizedDisplayName(appPath);
   if (!name || name->empty()) return std::nullopt;
   return name;
 }

@@ -16,8 +16,8 @@ std::shared_ptr<HXApplication> generateHXApplication(const RulesContext& context
     const std::string bundlePath = appBundlePath(applicationPath);
     app = HXApplication::initWithAppName(context, bundle, {bundle + "/"}, true, false, bundlePath);
     localizedName = shortNameOfPath(applicationPath);
-    if (context.fileSystem && context.bundleInfo && context.fileSystem->fileExists(bundlePath)) {
-      if (auto display = context.bundleInfo->localizedDisplayName(bundlePath)) localizedName = *display;
+    if (context.fileSystem.fileExists(bundlePath)) {
+      if (auto display = context.bundleInfo.localizedDisplayName(bundlePath)) localizedName = *display;
     }
   } else {
     // A plain binary is named by its whole last component, ".app" or not.

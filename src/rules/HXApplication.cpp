@@ -23,7 +23,7 @@ std::shared_ptr<HXApplication> HXApplication::initWithAppName(const RulesContext
   app->appIsBundle = appIsBundle;
   app->appIsBlocked = appIsBlocked;
   app->appPath = std::move(appPath);
-  app->appExists = context.fileSystem != nullptr && context.fileSystem->fileExists(app->appPath);
+  app->appExists = context.fileSystem.fileExists(app->appPath);
   app->setIcon();
   app->appLabelColor = appIsBlocked ? Color::redColor() : Color::labelColor();
   app->getSignatureInfo();
@@ -34,21 +34,20 @@ std::shared_ptr<HXApplication> HXApplication::initWithAppName(const RulesContext
 HXApplication::HXApplication(Key, const RulesContext& context) : context_(&context) {}
 
 HXApplication::~HXApplication() {
-  if (context_->mainLoop == nullptr) return;
-  if (const auto id = timer.exchange(0)) context_->mainLoop->cancelTimer(id);
-  if (const auto id = quietTimer.exchange(0)) context_->mainLoop->cancelTimer(id);
+  if (const auto id = timer.exchange(0)) context_->mainLoop.cancelTimer(id);
+  if (const auto id = quietTimer.exchange(0)) context_->mainLoop.cancelTimer(id);
 }
 
 void HXApplication::setIcon() {
-  if (!appExists || context_->fileIcons == nullptr) {
+  if (!appExists) {
     appImage = Image::named("unknownapp");
     return;
   }
-  appImage = Image::named(context_->fileIcons->iconNameForFile(appPath));
+  appImage = Image::named(context_->fileIcons.iconNameForFile(appPath));
 }
 
 void HXApplication::getSignatureInfo() {
-  const bool present = context_->fileSystem != nullptr && context_->fileSystem->fileExists(appPath);
+  const bool present = context_->fileSystem.fileExists(appPath);
   appIsSigned = true;
   appHasValidSignature = true;
   appIsSignedByApple = false;
@@ -80,8 +79,7 @@ void HXApplication::stopAppTimer() {
 }
 
 void HXApplication::expireApp() {
-  if (context_->notificationCenter == nullptr) return;
-  context_->notificationCenter->post("expireApp", plist::Dictionary{{"appName", appName}});
+  context_->notificationCenter.post("expireApp", plist::Dictionary{{"appName", appName}});
 }
 
 void HXApplication::setQuiet(std::string_view quiet, double time) {
@@ -136,17 +134,16 @@ void HXApplication::clearQuietAndTimers() {
 
 void HXApplication::invalidate(AtomicField<TimerId>& field) {
   const TimerId id = field.exchange(0);
-  if (id != 0 && context_->mainLoop != nullptr) context_->mainLoop->cancelTimer(id);
+  if (id != 0) context_->mainLoop.cancelTimer(id);
 }
 
 HXApplication::TimerId HXApplication::scheduleOneShot(double seconds, AtomicField<TimerId> HXApplication::*field,
                                                       void (HXApplication::*action)()) {
-  if (context_->mainLoop == nullptr) return 0;
   const auto interval = std::chrono::duration_cast<MainLoop::Duration>(
       std::chrono::duration<double>(std::max(0.0, seconds)));
   // The timer learns its own id once scheduled, so that firing marks only itself as done.
   auto ownId = std::make_shared<std::atomic<TimerId>>(0);
-  const TimerId id = context_->mainLoop->scheduleTimer(
+  const TimerId id = context_->mainLoop.scheduleTimer(
       interval, false, [weak = weak_from_this(), ownId, field, action] {
         const auto self = weak.lock();
         if (!self) return;

@@ -11,8 +11,8 @@ HXExclusion::HXExclusion(const RulesContext& context, std::string path_, std::in
   if (hardcoded) labelColor = Color::grayColor();
   if (path == "/") {
     icon = Image::named("NSComputer");
-  } else if (context.fileIcons != nullptr) {
-    icon = Image::named(context.fileIcons->iconNameForFile(path));
+  } else {
+    icon = Image::named(context.fileIcons.iconNameForFile(path));
   }
 }
 

@@ -32,11 +32,10 @@ void HXRecord::displayHostName() {
   // The completion checks its own operation, which exists only once made: it learns it here.
   auto ownOperation = std::make_shared<std::weak_ptr<HostNameOperation>>();
   std::weak_ptr<int> alive = alive_;
-  MainLoop* loop = context_->mainLoop;
+  MainLoop* loop = &context_->mainLoop;
   HXRecord* self = this;
   auto operation = std::make_shared<HostNameOperation>(
       recordAddress, context_->hostNames, [alive, ownOperation, loop, self](const std::string& name) {
-        if (loop == nullptr) return;
         loop->post([alive, weakOperation = *ownOperation, self, name] {
           const auto operation = weakOperation.lock();
           if (alive.expired() || !operation || operation->isCancelled()) return;

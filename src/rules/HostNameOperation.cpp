@@ -4,16 +4,14 @@
 
 namespace halvex {
 
-HostNameOperation::HostNameOperation(std::string address, const HostNames* hostNames, Completion completion)
+HostNameOperation::HostNameOperation(std::string address, const HostNames& hostNames, Completion completion)
     : address_(std::move(address)), hostNames_(hostNames), completion_(std::move(completion)) {}
 
 void HostNameOperation::start() {
   State expected = State::ready;
   if (cancelled_ || !state_.compare_exchange_strong(expected, State::executing)) return;
-  if (hostNames_ != nullptr) {
-    const auto names = hostNames_->namesForAddress(address_);
-    if (!names.empty() && !cancelled_ && completion_) completion_(names.front());
-  }
+  const auto names = hostNames_.namesForAddress(address_);
+  if (!names.empty() && !cancelled_ && completion_) completion_(names.front());
   state_ = State::finished;
 }
 

@@ -16,7 +16,7 @@ class HostNameOperation {
   // the operation was not cancelled before the look-up ended.
   using Completion = std::function<void(const std::string& firstName)>;
 
-  HostNameOperation(std::string address, const HostNames* hostNames, Completion completion);
+  HostNameOperation(std::string address, const HostNames& hostNames, Completion completion);
 
   // Runs the look-up on the calling thread. Does nothing when cancelled or already started.
   void start();
@@ -30,7 +30,7 @@ class HostNameOperation {
   enum class State { ready, executing, finished };
 
   const std::string address_;
-  const HostNames* hostNames_;
+  const HostNames& hostNames_;
   Completion completion_;
   std::atomic<State> state_{State::ready};
   std::atomic<bool> cancelled_{false};

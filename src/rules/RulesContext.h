@@ -1,7 +1,7 @@
 #pragma once
 // What the rule records need from the rest of the program: the main loop for their timers, the
 // in-process notification centre, the platform ports, and a few preferences read when needed.
-// The composition root makes one and keeps it alive longer than every record made with it.
+// The composition makes one and keeps it alive longer than every record made with it.
 
 #include <functional>
 #include <memory>
@@ -28,12 +28,12 @@ struct LabelColors {
 };
 
 struct RulesContext {
-  MainLoop* mainLoop = nullptr;
-  NotificationCenter* notificationCenter = nullptr;
-  const FileSystem* fileSystem = nullptr;
-  const FileIcons* fileIcons = nullptr;
-  const HostNames* hostNames = nullptr;
-  const BundleInfo* bundleInfo = nullptr;
+  MainLoop& mainLoop;
+  NotificationCenter& notificationCenter;
+  const FileSystem& fileSystem;
+  const FileIcons& fileIcons;
+  const HostNames& hostNames;
+  const BundleInfo& bundleInfo;
 
   // Preferences. An empty function answers the default: the default colours, signatures not
   // verified, alerts enabled.

@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "fakes/ManualLoop.h"
+#include "fakes/World.h"
 #include "rules/AppPaths.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
-#include "runtime/NotificationCenter.h"
 
 using namespace halvex;
 
@@ -21,11 +20,8 @@ TEST(AppPaths, BundlesAreNamedByTheirOutermostBundleAndPlainBinariesByTheirFile)
 }
 
 TEST(AppPaths, GeneratedAppsFollowTheirPathsKind) {
-  test::ManualLoop loop;
-  NotificationCenter center;
-  RulesContext context;
-  context.mainLoop = &loop;
-  context.notificationCenter = &center;
+  test::World world;
+  const RulesContext& context = world.context;
 
   auto bundle = generateHXApplication(context, 1, "/Applications/A.app/Contents/Helpers/B.app/Contents/MacOS/B");
   EXPECT_EQ(bundle->appName, "A.app");

@@ -3,9 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include "fakes/FakeFileIcons.h"
-#include "fakes/ManualLoop.h"
-#include "fakes/MemoryFiles.h"
+#include "fakes/World.h"
 #include "rules/HXApplication.h"
 #include "runtime/NotificationCenter.h"
 
@@ -19,21 +17,18 @@ class HXApplicationTest : public ::testing::Test {
   HXApplicationTest() {
     files.addFile("/usr/bin/curl", std::string("binary"));
     icons.set("/usr/bin/curl", "curl-icon");
-    context.mainLoop = &loop;
-    context.notificationCenter = &center;
-    context.fileSystem = &files;
-    context.fileIcons = &icons;
   }
 
   std::shared_ptr<HXApplication> make(const std::string& path = "/usr/bin/curl", bool blocked = false) {
     return HXApplication::initWithAppName(context, "curl", {"curl"}, false, blocked, path);
   }
 
-  test::ManualLoop loop;
-  NotificationCenter center;
-  test::MemoryFiles files;
-  test::FakeFileIcons icons;
-  RulesContext context;
+  test::World world;
+  test::ManualLoop& loop = world.loop;
+  NotificationCenter& center = world.globals.notificationCenter;
+  test::MemoryFiles& files = world.files;
+  test::FakeFileIcons& icons = world.icons;
+  const RulesContext& context = world.context;
 };
 
 TEST_F(HXApplicationTest, NewAppTakesTheFactsOfItsFile) {
@@ -58,26 +53,31 @@ TEST_F(HXApplicationTest, SystemBinariesAreBareBinariesInSystemFolders) {
 }
 
 TEST_F(HXApplicationTest, SignatureInspectionStartsOnlyWhenVerifyingAnExistingFile) {
-  int started = 0;
-  bool verify = false;
-  context.verifySignatures = [&] { return verify; };
-  context.inspectSignature = [&](std::weak_ptr<HXApplication> app) {
-    ++started;
-    EXPECT_FALSE(app.expired());
+  // The inspection runs in the background and asks the package records: count what it asks.
+  auto settle = [&] {
+    for (int i = 0; i < 200 && world.signatures.calls() < 2; ++i) std::this_thread::sleep_for(5ms);
+    while (loop.waitAndRun(std::chrono::milliseconds(100))) {
+    }
   };
+  auto verify = [&](bool on) { world.globals.preferences.updateUser([&](UserPreferences& u) { u.verifySignatures = on; }); };
   make();
-  EXPECT_EQ(started, 0);
-  verify = true;
+  verify(true);
   make("/opt/gone/tool");
-  EXPECT_EQ(started, 0);
+  settle();
+  EXPECT_EQ(world.signatures.calls(), 0) << "off, or no file: nothing is inspected";
+
   const auto app = make();
-  EXPECT_EQ(started, 1);
-  app->appSignatureInfo = "stale";
-  app->appIsSignedByApple = true;
-  app->getSignatureInfo();
-  EXPECT_EQ(app->appSignatureInfo, "");
+  settle();
+  EXPECT_GT(world.signatures.calls(), 0);
+  // The fake reports every file unsigned: the facts arrive on the app.
+  EXPECT_FALSE(app->appIsSigned);
   EXPECT_FALSE(app->appIsSignedByApple);
-  EXPECT_EQ(started, 2);
+  EXPECT_NE(app->appSignatureInfo, "");
+  app->appIsSignedByApple = true;
+  verify(false);
+  app->getSignatureInfo();
+  EXPECT_TRUE(app->appIsSigned) << "with inspection off an app reads as signed";
+  EXPECT_FALSE(app->appIsSignedByApple);
 }
 
 TEST_F(HXApplicationTest, SetRuleFollowsItsTableForEveryState) {
@@ -89,7 +89,7 @@ TEST_F(HXApplicationTest, SetRuleFollowsItsTableForEveryState) {
   // Colours come from the preferences, not from built-in values.
   LabelColors colors;
   colors.color2 = Color::rgba(0.1, 0.2, 0.3);
-  context.labelColors = [&] { return colors; };
+  world.globals.preferences.updateUser([&](UserPreferences& u) { u.colors = colors; });
   const Row rows[] = {{0, false, false, false, false, false, colors.color0},
                       {1, true, false, false, false, false, colors.color1},
                       {2, false, false, true, false, true, colors.color2},

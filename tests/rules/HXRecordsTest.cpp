@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "fakes/FakeFileIcons.h"
-#include "fakes/FakeHostNames.h"
-#include "fakes/ManualLoop.h"
+#include "fakes/World.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
 #include "rules/HXRecord.h"
@@ -14,21 +12,17 @@ namespace {
 class HXRecordTest : public ::testing::Test {
  protected:
   HXRecordTest() {
-    context.mainLoop = &loop;
-    context.hostNames = &hostNames;
-    context.fileIcons = &icons;
-    context.enableNotifications = [this] { return alertsOn; };
+    world.globals.enableNotifications = true;
     hostNames.set("8.8.8.8", {"dns.google", "alias.google"});
   }
   std::shared_ptr<HXRecord> row(std::string_view address, std::int64_t rule, std::string type = "address") {
     return std::make_shared<HXRecord>(context, address, std::move(type), Image::named("icon_ip"), rule);
   }
 
-  test::ManualLoop loop;
-  test::FakeHostNames hostNames;
-  test::FakeFileIcons icons;
-  bool alertsOn = true;
-  RulesContext context;
+  test::World world;
+  test::ManualLoop& loop = world.loop;
+  test::FakeHostNames& hostNames = world.hostNames;
+  const RulesContext& context = world.context;
 };
 
 TEST_F(HXRecordTest, AddressLosesEveryPrefixCharacterAndRuleGivesThePrefix) {
@@ -51,7 +45,7 @@ TEST_F(HXRecordTest, AddressLosesEveryPrefixCharacterAndRuleGivesThePrefix) {
 
 TEST_F(HXRecordTest, OnlyTheEveryoneRowIsDisabledAndOnlyWhileAlertsAreOff) {
   EXPECT_TRUE(row("Everyone", 0, "Everyone")->recordIsEnabled);
-  alertsOn = false;
+  world.globals.enableNotifications = false;
   EXPECT_FALSE(row("Everyone", 0, "Everyone")->recordIsEnabled);
   EXPECT_TRUE(row("10.0.0.1", 0)->recordIsEnabled);
 }
@@ -105,10 +99,9 @@ TEST_F(HXRecordTest, CancelledOrUnknownLookupsLeaveTheLabel) {
 }
 
 TEST(HXExclusionTest, RuleImagesLockAndColour) {
-  test::FakeFileIcons icons;
-  icons.set("/opt/tools", "folder");
-  RulesContext context;
-  context.fileIcons = &icons;
+  test::World world;
+  world.icons.set("/opt/tools", "folder");
+  const RulesContext& context = world.context;
 
   const HXExclusion pass(context, "/opt/tools", 0, false, false);
   EXPECT_EQ(pass.ruleImage, Image::named("passedup"));

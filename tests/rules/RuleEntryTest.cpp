@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "fakes/FakeHostNames.h"
-#include "fakes/ManualLoop.h"
+#include "fakes/World.h"
 #include "rules/HXRecord.h"
 #include "rules/RuleEntry.h"
 
@@ -37,14 +36,10 @@ TEST(RuleEntryTest, ClassifiesByTheFixedOrderOfTests) {
 
 class RuleRowsTest : public ::testing::Test {
  protected:
-  test::ManualLoop loop;
-  test::FakeHostNames hostNames;
-  RulesContext context = [this] {
-    RulesContext c;
-    c.mainLoop = &loop;
-    c.hostNames = &hostNames;
-    return c;
-  }();
+  test::World world;
+  test::ManualLoop& loop = world.loop;
+  test::FakeHostNames& hostNames = world.hostNames;
+  const RulesContext& context = world.context;
 
   static std::vector<std::string> describe(const std::vector<std::shared_ptr<HXRecord>>& rows) {
     std::vector<std::string> out;
