@@ -1,26 +1,16 @@
 #pragma once
-// The agent's own main loop for headless runs: a task queue and timers served by the thread that
-// calls run().
+// The agent's own main loop for headless runs: posted tasks and timers served in real time by the
+// thread that calls run().
 
 #include <atomic>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
-#include <thread>
 
-#include "runtime/MainLoop.h"
-#include "runtime/TimerTable.h"
+#include "runtime/TaskLoop.h"
 
 namespace halvex {
 
-class AgentLoop final : public MainLoop {
+class AgentLoop final : public TaskLoop {
  public:
-  void post(Task task) override;
-  void postAndWait(Task task) override;
-  TimerId scheduleTimer(Duration interval, bool repeats, Task task) override;
-  void cancelTimer(TimerId id) override;
-  bool isLoopThread() const override;
-  std::chrono::steady_clock::time_point now() const override;
+  std::chrono::steady_clock::time_point now() const override { return std::chrono::steady_clock::now(); }
 
   // Serves tasks and timers until quit(); returns the exit code given to quit().
   int run();
@@ -28,13 +18,8 @@ class AgentLoop final : public MainLoop {
   void quit(int code = 0);
 
  private:
-  mutable std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<Task> tasks_;
-  TimerTable timers_;
-  bool quitting_ = false;
-  int exitCode_ = 0;
-  std::atomic<std::thread::id> loopThread_{};
+  std::atomic<bool> quitting_{false};
+  std::atomic<int> exitCode_{0};
 };
 
 }  // namespace halvex

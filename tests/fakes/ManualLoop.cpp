@@ -1,64 +1,31 @@
 #include "fakes/ManualLoop.h"
 
-#include <future>
-
 namespace halvex::test {
-
-void ManualLoop::post(Task task) {
-  {
-    std::lock_guard lock(mutex_);
-    tasks_.push_back(std::move(task));
-  }
-  posted_.notify_all();
-}
-
-void ManualLoop::postAndWait(Task task) {
-  if (isLoopThread()) {
-    task();
-    return;
-  }
-  std::promise<void> done;
-  auto finished = done.get_future();
-  post([&] {
-    task();
-    done.set_value();
-  });
-  finished.wait();
-}
 
 std::size_t ManualLoop::runPending() {
   std::size_t ran = 0;
-  for (;;) {
-    Task task;
-    {
-      std::lock_guard lock(mutex_);
-      if (tasks_.empty()) return ran;
-      task = std::move(tasks_.front());
-      tasks_.pop_front();
-    }
-    task();
+  while (auto task = takePosted()) {
+    (*task)();
     ++ran;
   }
+  return ran;
 }
 
 void ManualLoop::advance(Duration by) {
   const auto target = now() + by;
   runPending();
   for (;;) {
-    std::optional<Task> due;
+    const auto next = nextTimerDue();
+    if (!next || *next > target) break;
     {
-      std::lock_guard lock(mutex_);
-      auto next = timers_.nextDue();
-      if (!next || *next > target) {
-        now_ = target;
-        break;
-      }
+      std::lock_guard lock(clock_);
       now_ = *next;
-      due = timers_.takeDue(now_);
     }
-    if (due) (*due)();
+    if (auto due = takeDueTimer(*next)) (*due)();
     runPending();
   }
+  std::lock_guard lock(clock_);
+  now_ = target;
 }
 
 bool ManualLoop::waitAndRun(std::chrono::milliseconds timeout) {
@@ -68,8 +35,12 @@ bool ManualLoop::waitAndRun(std::chrono::milliseconds timeout) {
 }
 
 bool ManualLoop::waitForPosted(std::chrono::milliseconds timeout) {
-  std::unique_lock lock(mutex_);
-  return posted_.wait_for(lock, timeout, [this] { return !tasks_.empty(); });
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  // A timer scheduled meanwhile also wakes the wait: wait again until a task or the deadline.
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (pendingCount() > 0 || waitForWork(deadline)) return true;
+  }
+  return pendingCount() > 0;
 }
 
 }  // namespace halvex::test

@@ -1,34 +1,20 @@
 #pragma once
 // A main loop with virtual time for tests: nothing runs until the test says so, and time moves
-// only when the test advances it, so a 60-second expiry is tested in microseconds.
+// only when the test advances it, so a 60-second expiry is tested in microseconds. The thread that
+// builds it is the loop's thread.
 
-#include <condition_variable>
-#include <deque>
 #include <mutex>
-#include <thread>
 
-#include "runtime/MainLoop.h"
-#include "runtime/TimerTable.h"
+#include "runtime/TaskLoop.h"
 
 namespace halvex::test {
 
-class ManualLoop final : public MainLoop {
+class ManualLoop final : public TaskLoop {
  public:
-  void post(Task task) override;
-  // From the loop thread the task runs at once; from another thread it waits until the test
-  // thread runs the posted tasks (runPending, or waitAndRun).
-  void postAndWait(Task task) override;
-  TimerId scheduleTimer(Duration interval, bool repeats, Task task) override {
-    std::lock_guard lock(mutex_);
-    return timers_.add(now_, interval, repeats, std::move(task));
-  }
-  void cancelTimer(TimerId id) override {
-    std::lock_guard lock(mutex_);
-    timers_.cancel(id);
-  }
-  bool isLoopThread() const override { return std::this_thread::get_id() == loopThread_; }
+  ManualLoop() { setLoopThread(std::this_thread::get_id()); }
+
   std::chrono::steady_clock::time_point now() const override {
-    std::lock_guard lock(mutex_);
+    std::lock_guard lock(clock_);
     return now_;
   }
 
@@ -41,22 +27,10 @@ class ManualLoop final : public MainLoop {
   bool waitAndRun(std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
   // Waits until a task is pending, without running it.
   bool waitForPosted(std::chrono::milliseconds timeout = std::chrono::milliseconds(5000));
-  std::size_t pendingCount() const {
-    std::lock_guard lock(mutex_);
-    return tasks_.size();
-  }
-  std::size_t timerCount() const {
-    std::lock_guard lock(mutex_);
-    return timers_.size();
-  }
 
  private:
-  mutable std::mutex mutex_;
-  std::condition_variable posted_;
-  std::deque<Task> tasks_;
-  TimerTable timers_;
-  std::chrono::steady_clock::time_point now_ = std::chrono::steady_clock::time_point{} + std::chrono::hours(1);
-  std::thread::id loopThread_ = std::this_thread::get_id();  // the thread that built the loop
+  mutable std::mutex clock_;
+  TimePoint now_ = TimePoint{} + std::chrono::hours(1);
 };
 
 }  // namespace halvex::test
