@@ -122,8 +122,15 @@ TEST_F(Signatures, AlertLampsFollowTheReports) {
     signatures_.set("/p", SignatureQuery::verify, verify);
     signatures_.set("/p", SignatureQuery::describeFull, describe);
     std::vector<AlertSignature> got;
-    inspector_.inspectForAlert("/p", [&](const AlertSignature& a) { got.push_back(a); });
+    int finished = 0;
+    inspector_.inspectForAlert("/p", [&](const AlertSignature& a) { got.push_back(a); }, [&] {
+      EXPECT_EQ(finished, 0);
+      ++finished;
+      got.push_back({"finished", "", false, false, false});
+    });
     drain();
+    EXPECT_EQ(finished, 1) << "the end is told once, after the last step";
+    if (!got.empty()) got.pop_back();
     return got;
   };
   EXPECT_EQ(alertFor("/p: code object is not signed at all", "Authority=Someone\n"),
@@ -135,6 +142,8 @@ TEST_F(Signatures, AlertLampsFollowTheReports) {
   const auto invalid = alertFor("modified", "Authority=Developer ID Application: Jane Roe\n");
   EXPECT_EQ(invalid.front().processSignatureValidity, "invalid signature");
   EXPECT_EQ(invalid.back(), (AlertSignature{"invalid signature", "signed by Jane Roe", false, true, false}));
+  EXPECT_EQ(alertFor("", "Identifier=x\n"),
+            std::vector<AlertSignature>{(AlertSignature{"valid signature", "", false, false, false})});
 }
 
 // A package world as dpkg and apt describe it: /usr/bin/tool belongs to pkg-a, whose installed
