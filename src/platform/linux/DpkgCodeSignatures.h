@@ -27,6 +27,8 @@ class DpkgCodeSignatures final : public CodeSignatures {
                               std::string dpkgQuery = "/usr/bin/dpkg-query", std::string dpkg = "/usr/bin/dpkg",
                               std::string aptCache = "/usr/bin/apt-cache");
   std::string inspect(const std::string& path, SignatureQuery query) override;
+  // The system's vendor as the reports name it; the texts shown to the user should name the same.
+  const std::string& vendor() const { return vendor_; }
 
   struct Owner {
     std::string package;

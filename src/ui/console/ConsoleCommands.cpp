@@ -1,5 +1,6 @@
 #include "ui/console/ConsoleCommands.h"
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 

@@ -21,7 +21,6 @@
 // written on the main loop when they arrive. Immediate answers (help, refusals) are written at
 // once on the thread that calls execute, which may be any thread.
 
-#include <atomic>
 #include <cstddef>
 #include <cstdio>
 #include <memory>
@@ -46,8 +45,8 @@ class ConsoleCommands {
   static constexpr std::size_t kMaxLineBytes = 8192;
 
   // `background` runs the whois, host, user and signature look-ups; `findFlag` the country
-  // look-ups. All references must outlive the object; answers still under way when it is gone
-  // are written all the same.
+  // look-ups. `out` stays open for the life of the object. The references must outlive every
+  // look-up under way; lines of look-ups that end after the object is gone are written all the same.
   ConsoleCommands(HXSockController& sock, const HXFlagsController& flags, SignatureInspector& signatures,
                   const ProcessOwners& owners, const FileSystem& files, ConcurrentQueue& background,
                   ConcurrentQueue& findFlag, MainLoop& loop, std::FILE* out);
