@@ -1,5 +1,6 @@
 #include "platform/linux/DpkgCodeSignatures.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
@@ -80,15 +81,19 @@ DpkgCodeSignatures::DpkgCodeSignatures(ProcessRunner& runner, std::string system
 }
 
 std::optional<DpkgCodeSignatures::Owner> DpkgCodeSignatures::owner(const std::string& path) {
+  // Each place is asked once: a query reads the whole file database.
   std::vector<std::string> candidates{path};
+  const auto add = [&candidates](std::string c) {
+    if (std::find(candidates.begin(), candidates.end(), c) == candidates.end()) candidates.push_back(std::move(c));
+  };
   if (char* resolved = ::realpath(path.c_str(), nullptr)) {
-    candidates.emplace_back(resolved);
+    add(resolved);
     std::free(resolved);
   }
   for (std::size_t i = 0, n = candidates.size(); i < n; ++i) {
-    const std::string& c = candidates[i];
-    if (c.rfind("/usr/", 0) == 0) candidates.push_back(c.substr(4));
-    else if (!c.empty() && c.front() == '/') candidates.push_back("/usr" + c);
+    const std::string c = candidates[i];
+    if (c.rfind("/usr/", 0) == 0) add(c.substr(4));
+    else if (!c.empty() && c.front() == '/') add("/usr" + c);
   }
   for (const auto& candidate : candidates) {
     // Wildcards would make the query a pattern; such a path is looked for only literally below.
