@@ -187,9 +187,8 @@ TEST_F(FlagsFixture, ZonesLoadOnAQueueWhileLookUpsRun) {
   files_.addFile("/bundle/aggregated/it-aggregated.zone", zone);
   files_.addFile("/bundle/aggregated/zz-aggregated.zone", "0.0.0.0/0\n");
   HXFlagsController flags(pathsWith("/bundle"), files_, files_, [](const std::string&) { return true; });
-  const NationLocation italy{"Italy", "it", false};
   test::ManualLoop loop;
-  ConcurrentQueue findFlag("findFlag");
+  ConcurrentQueue findFlag("findFlag"), global("global");
   EXPECT_FALSE(flags.findFlag("151.0.7.1", findFlag, loop, [](const NationLocation&) {}));
 
   std::atomic<bool> done{false};
@@ -197,27 +196,26 @@ TEST_F(FlagsFixture, ZonesLoadOnAQueueWhileLookUpsRun) {
   std::vector<std::thread> readers;
   for (int r = 0; r < 3; ++r)
     readers.emplace_back([&] {
-      for (bool seen = false, finished = false; !finished;) {
+      bool seen = false;  // once published, the table is never half or gone again
+      const auto check = [&](bool loaded, bool nothing) {
+        if (loaded) seen = true, ++whole;
+        else if (seen || !nothing) ++partial;
+      };
+      for (bool finished = false; !finished;) {
         finished = done.load();  // one more round after the load has ended
         const auto location = flags.locate("151.0.7.1");
+        check(location == NationLocation{"Italy", "it", false}, !location);
         const auto code = flags.search("151.78.1.1");
-        if (location == italy && code == "it" && flags.nationsTable()->size() == 2) seen = true, ++whole;
-        else if (seen || location || code) ++partial;  // once published, never half or gone again
+        check(code == "it", !code);
+        const auto size = flags.nationsTable()->size();
+        check(size == 2, size == 0);
       }
     });
-  ConcurrentQueue global("global");
-  global.async([&] {
-    flags.awakeFromNib();
-    flags.makeDict();
-    done.store(true);
-  });
+  global.async([&] { flags.awakeFromNib(), flags.makeDict(), done.store(true); });
   for (auto& t : readers) t.join();
   EXPECT_EQ(partial.load(), 0);
   EXPECT_GT(whole.load(), 0);
-  std::vector<NationLocation> delivered;
-  ASSERT_TRUE(flags.findFlag("151.0.7.1", findFlag, loop, [&](const NationLocation& l) { delivered.push_back(l); }));
-  ASSERT_TRUE(loop.waitAndRun());
-  EXPECT_EQ(delivered, std::vector<NationLocation>{italy});
+  EXPECT_TRUE(flags.findFlag("151.0.7.1", findFlag, loop, [](const NationLocation&) {}));
 }
 
 }  // namespace
