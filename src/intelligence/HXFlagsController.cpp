@@ -98,7 +98,9 @@ NationLocation HXFlagsController::countryLocation(const std::optional<std::strin
 }
 
 std::optional<NationLocation> HXFlagsController::locate(std::string_view address) const {
-  if (address.find('.') == std::string_view::npos || isEmpty()) return std::nullopt;
+  // One snapshot for the whole answer: a load that lands meanwhile is seen entirely or not at all.
+  const auto l = loaded();
+  if (address.find('.') == std::string_view::npos || l->table.empty()) return std::nullopt;
   std::string_view a = address;
   if (startsWith(a, "::ffff:")) a.remove_prefix(7);
   if (startsWith(a, "17.")) return NationLocation{"Apple Corporate Network", "appleicon", false};
@@ -107,7 +109,8 @@ std::optional<NationLocation> HXFlagsController::locate(std::string_view address
     if (matchIpv4(a, network)) return NationLocation{"Local Area Network", "homelanicon", false};
   if (startsWith(address, "fe80::") || startsWith(address, "fc") || startsWith(address, "fd"))
     return NationLocation{"Local Area Network", "homelanicon", false};
-  return countryLocation(search(a));
+  const auto code = l->index.find(a);
+  return countryLocation(code ? std::optional<std::string>(*code) : std::nullopt);
 }
 
 bool HXFlagsController::findFlag(std::string address, ConcurrentQueue& queue, MainLoop& loop,

@@ -41,7 +41,10 @@ class HXFlagsController {
                     std::function<bool(const std::string&)> hasImage = {});
 
   void awakeFromNib() { makeDict(); }
-  // Loads the zones of the directory in use and builds the index; replaces what was loaded.
+  // Loads the zones of the directory in use and builds the index, then publishes the result in
+  // one step, replacing what was loaded. May run on any thread while look-ups run on others: a
+  // look-up sees the old table or the new one whole, and before the first load the table is
+  // empty, so every look-up answers nothing.
   void makeDict();
 
   std::string thePath() const;

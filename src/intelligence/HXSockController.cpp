@@ -3,23 +3,14 @@
 #include <mutex>
 #include <ostream>
 
+#include "rules/NumericAddress.h"
+
 namespace halvex {
 namespace {
 
 std::string removeAll(std::string text, std::string_view what) {
   for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at)) text.erase(at, what.size());
   return text;
-}
-
-// Only an address (digits, hex letters, ".", ":") goes into the whois command line, so a text from
-// outside can never become a second shell command.
-bool looksLikeAddress(std::string_view text) {
-  if (text.empty() || text.size() > 45) return false;
-  for (const char c : text) {
-    const bool ok = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F') || c == '.' || c == ':';
-    if (!ok) return false;
-  }
-  return true;
 }
 
 std::mutex& reportMutex() {
@@ -58,8 +49,11 @@ void HXSockController::lookUpHostName(std::string address, ConcurrentQueue& queu
 }
 
 std::string HXSockController::whoisReport(const std::string& address) const {
-  if (!looksLikeAddress(address)) return std::string(kScriptError);
-  const std::string result = runner_.quietScript("/usr/bin/whois " + address);
+  // Only an address rebuilt from its parsed bytes goes into the command line (digits, a to f, "."
+  // and ":"), so a text from outside can never become a second shell command.
+  const auto numeric = numericAddress(address);
+  if (!numeric) return std::string(kScriptError);
+  const std::string result = runner_.quietScript("/usr/bin/whois " + *numeric);
   if (result == kScriptError) return result;
   return cleanWhoisText(result);
 }

@@ -41,7 +41,9 @@ class HXSockController {
   // Looks the name up on `queue` and hands it (or nothing) to `deliver` on the main loop.
   void lookUpHostName(std::string address, ConcurrentQueue& queue, std::function<void(std::optional<std::string>)> deliver);
 
-  // The cleaned whois report of an address, or "ERROR". Blocks: call off the main loop.
+  // The cleaned whois report of an address, or "ERROR". Only a text that parses as one IPv4 or
+  // IPv6 address is looked up, in its canonical form; anything else is "ERROR" and runs nothing.
+  // Blocks: call off the main loop.
   std::string whoisReport(const std::string& address) const;
   // The report of the alert's address, fetched in the background and printed on the report
   // stream (it is not shown in a window). `done` (optional) runs on the main loop afterwards.

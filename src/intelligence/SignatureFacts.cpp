@@ -106,14 +106,21 @@ SignaturePanel SignatureInspector::showSignatureInfo(const std::string& appPath,
 }
 
 void SignatureInspector::inspectForAlert(const std::string& processPath,
-                                         std::function<void(const AlertSignature&)> deliver) {
-  background_.async([this, processPath, deliver = std::move(deliver)] {
+                                         std::function<void(const AlertSignature&)> deliver,
+                                         std::function<void()> finished) {
+  background_.async([this, processPath, deliver = std::move(deliver), finished = std::move(finished)] {
     AlertSignature alert;
+    const auto post = [&](bool last) {
+      loop_.post([deliver, alert, finished, last] {
+        deliver(alert);
+        if (last && finished) finished();
+      });
+    };
     const std::string verification = signatures_.inspect(processPath, SignatureQuery::verify);
     if (reportsNotSigned(verification)) {
       alert.processSignatureValidity = "missing signature";
       alert.ledNoSignature = true;
-      loop_.post([deliver, alert] { deliver(alert); });
+      post(true);
       return;
     }
     if (verification.empty()) {
@@ -122,17 +129,20 @@ void SignatureInspector::inspectForAlert(const std::string& processPath,
       alert.processSignatureValidity = "invalid signature";
       alert.ledInvalidSignature = true;
     }
-    loop_.post([deliver, alert] { deliver(alert); });
+    post(false);
 
     const auto line = firstAuthorityLine(signatures_.inspect(processPath, SignatureQuery::describeFull));
-    if (!line) return;
+    if (!line) {
+      if (finished) loop_.post(finished);
+      return;
+    }
     if (isPlatformAuthority(*line)) {
       alert.processSignatureAuthor = "signed by " + vendorName_;
       alert.ledAppleSignature = true;
     } else {
       alert.processSignatureAuthor = "signed by " + authorityName(*line);
     }
-    loop_.post([deliver, alert] { deliver(alert); });
+    post(true);
   });
 }
 

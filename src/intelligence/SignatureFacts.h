@@ -74,8 +74,10 @@ class SignatureInspector {
   SignaturePanel showSignatureInfo(const std::string& appPath, const SignaturePanel& current,
                                    std::function<void(const SignaturePanel&)> deliver);
 
-  // The alert's inspection of a process path: each step's state arrives on the main loop.
-  void inspectForAlert(const std::string& processPath, std::function<void(const AlertSignature&)> deliver);
+  // The alert's inspection of a process path: each step's state arrives on the main loop, and
+  // `finished` (optional) runs there after the last one.
+  void inspectForAlert(const std::string& processPath, std::function<void(const AlertSignature&)> deliver,
+                       std::function<void()> finished = {});
 
   const std::string& vendorName() const { return vendorName_; }
 

@@ -1,7 +1,7 @@
 #pragma once
 // The main loop port: the one thread on which views, timers, alerts and library changes live.
-// Three implementations exist: AgentLoop (headless agent), the Qt adapter, and a manual loop with
-// virtual time for tests.
+// Two implementations exist: AgentLoop (the headless agent) and, among the tests' fakes, a manual
+// loop with virtual time. The Qt front end is to bring a third.
 
 #include <chrono>
 #include <cstdint>

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <random>
+#include <thread>
 
 #include "fakes/ManualLoop.h"
 #include "fakes/MemoryFiles.h"
@@ -175,6 +177,45 @@ TEST_F(FlagsFixture, SpecialRangesComeBeforeTheCountriesAndFindFlagDeliversOnThe
   empty.makeDict();
   EXPECT_TRUE(empty.isEmpty());
   EXPECT_FALSE(empty.locate("127.0.0.1"));
+}
+
+// The program loads the zones on a background queue at start while look-ups may already run: each
+// answers nothing before the table is published and the whole answer afterwards, never a part.
+TEST_F(FlagsFixture, ZonesLoadOnAQueueWhileLookUpsRun) {
+  std::string zone;
+  for (int i = 0; i < 20000; ++i) zone += "151." + std::to_string(i / 256) + "." + std::to_string(i % 256) + ".0/24\n";
+  files_.addFile("/bundle/aggregated/it-aggregated.zone", zone);
+  files_.addFile("/bundle/aggregated/zz-aggregated.zone", "0.0.0.0/0\n");
+  HXFlagsController flags(pathsWith("/bundle"), files_, files_, [](const std::string&) { return true; });
+  test::ManualLoop loop;
+  ConcurrentQueue findFlag("findFlag"), global("global");
+  EXPECT_FALSE(flags.findFlag("151.0.7.1", findFlag, loop, [](const NationLocation&) {}));
+
+  std::atomic<bool> done{false};
+  std::atomic<int> partial{0}, whole{0};
+  std::vector<std::thread> readers;
+  for (int r = 0; r < 3; ++r)
+    readers.emplace_back([&] {
+      bool seen = false;  // once published, the table is never half or gone again
+      const auto check = [&](bool loaded, bool nothing) {
+        if (loaded) seen = true, ++whole;
+        else if (seen || !nothing) ++partial;
+      };
+      for (bool finished = false; !finished;) {
+        finished = done.load();  // one more round after the load has ended
+        const auto location = flags.locate("151.0.7.1");
+        check(location == NationLocation{"Italy", "it", false}, !location);
+        const auto code = flags.search("151.78.1.1");
+        check(code == "it", !code);
+        const auto size = flags.nationsTable()->size();
+        check(size == 2, size == 0);
+      }
+    });
+  global.async([&] { flags.awakeFromNib(), flags.makeDict(), done.store(true); });
+  for (auto& t : readers) t.join();
+  EXPECT_EQ(partial.load(), 0);
+  EXPECT_GT(whole.load(), 0);
+  EXPECT_TRUE(flags.findFlag("151.0.7.1", findFlag, loop, [](const NationLocation&) {}));
 }
 
 }  // namespace

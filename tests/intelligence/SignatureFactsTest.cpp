@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -121,8 +122,11 @@ TEST_F(Signatures, AlertLampsFollowTheReports) {
     signatures_.set("/p", SignatureQuery::verify, verify);
     signatures_.set("/p", SignatureQuery::describeFull, describe);
     std::vector<AlertSignature> got;
-    inspector_.inspectForAlert("/p", [&](const AlertSignature& a) { got.push_back(a); });
+    int finished = 0;
+    inspector_.inspectForAlert(
+        "/p", [&](const AlertSignature& a) { EXPECT_EQ(finished, 0); got.push_back(a); }, [&] { ++finished; });
     drain();
+    EXPECT_EQ(finished, 1) << "the end is told once, after the last step";
     return got;
   };
   EXPECT_EQ(alertFor("/p: code object is not signed at all", "Authority=Someone\n"),
@@ -134,33 +138,90 @@ TEST_F(Signatures, AlertLampsFollowTheReports) {
   const auto invalid = alertFor("modified", "Authority=Developer ID Application: Jane Roe\n");
   EXPECT_EQ(invalid.front().processSignatureValidity, "invalid signature");
   EXPECT_EQ(invalid.back(), (AlertSignature{"invalid signature", "signed by Jane Roe", false, true, false}));
+  EXPECT_EQ(alertFor("", "Identifier=x\n"),
+            std::vector<AlertSignature>{(AlertSignature{"valid signature", "", false, false, false})});
 }
 
-TEST(PackageProvenance, OwnerChecksumAndOriginBecomeTheReports) {
-  test::FakeProcessRunner processes;
-  std::string verifyOutput;
-  std::string origin;
-  processes.answer([&](const ProcessRequest& r) {
-    ProcessResult result{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}};
-    if (r.arguments[0] == "-S" && r.arguments[1] != "/usr/bin/tool") result.exitStatus = 1;
-    else if (r.arguments[0] == "-S") result.output = "diversion by x from: /usr/bin/tool\npkg-a, pkg-b: /usr/bin/tool\n";
-    else result.output = r.arguments[0] == "--verify" ? verifyOutput : "1.0\tamd64\t" + origin + "\tJane <j@x>";
-    return result;
-  });
-  DpkgCodeSignatures signatures(processes, "Debian");
-  EXPECT_TRUE(reportsNotSigned(signatures.inspect("/home/u/my tool", SignatureQuery::verify)));
-  EXPECT_EQ(signatures.inspect("/usr/bin/tool", SignatureQuery::verify), "");
-  verifyOutput = "??5??????   /usr/bin/other\n??5?????? c /usr/bin/tool\n";
-  const auto changed = signatures.inspect("/usr/bin/tool", SignatureQuery::verify);
-  EXPECT_FALSE(changed.empty());
-  EXPECT_FALSE(reportsNotSigned(changed));
+// A package world as dpkg and apt describe it: /usr/bin/tool belongs to pkg-a, whose installed
+// version, origin field and publishing archives a test sets.
+class PackageWorld : public ::testing::Test {
+ protected:
+  PackageWorld() {
+    processes_.answer([this](const ProcessRequest& r) {
+      ProcessResult result{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}};
+      const auto& a = r.arguments;
+      if (a == std::vector<std::string>{"policy"}) {
+        result.output =
+            "Package files:\n 100 /var/lib/dpkg/status\n     release a=now\n"
+            " 500 http://deb.example/debian bookworm/main amd64 Packages\n"
+            "     release v=12,o=Debian,a=stable,n=bookworm,l=Debian,c=main,b=amd64\n     origin deb.example\n"
+            " 500 https://apt.corp.example stable/main amd64 Packages\n"
+            "     release o=Example Corp,a=stable,n=stable,c=main,b=amd64\n     origin apt.corp.example\n"
+            "Pinned packages:\n";
+      } else if (a[0] == "policy") {
+        result.output = "pkg-a:\n  Installed: " + version_ + "\n  Candidate: 2.0\n  Version table:\n" + versionTable_;
+      } else if (a[0] == "-S") {
+        if (a[1] != "/usr/bin/tool") result.exitStatus = 1;
+        else result.output = "diversion by x from: /usr/bin/tool\npkg-a, pkg-b: /usr/bin/tool\n";
+      } else if (a[0] == "--verify") {
+        result.output = verifyOutput_;
+      } else {
+        result.output = version_ + "\tamd64\t" + declaredOrigin_ + "\tJane <j@x>";
+      }
+      return result;
+    });
+  }
+  std::string authority() {
+    return firstAuthorityLine(signatures_.inspect("/usr/bin/tool", SignatureQuery::describeFull)).value_or("none");
+  }
+  long policyQueries() const {
+    const auto all = processes_.requests();
+    const std::vector<std::string> query{"policy", "pkg-a"};
+    return std::count_if(all.begin(), all.end(), [&](auto& r) { return r.arguments == query; });
+  }
 
-  EXPECT_EQ(firstAuthorityLine(signatures.inspect("/usr/bin/tool", SignatureQuery::describeFull)),
-            "Authority=Software Signing") << "no origin of its own: the distribution's package";
-  origin = "Example Corp";
-  const auto thirdParty = signatures.inspect("/usr/bin/tool", SignatureQuery::describe);
-  EXPECT_EQ(firstAuthorityLine(thirdParty), "Authority=Example Corp");
-  EXPECT_NE(thirdParty.find("Identifier=pkg-a\n"), std::string::npos);
+  test::FakeProcessRunner processes_;
+  DpkgCodeSignatures signatures_{processes_, "Debian", "dpkg-query", "dpkg", "apt-cache"};
+  std::string version_ = "1.0";
+  std::string declaredOrigin_;
+  std::string verifyOutput_;
+  std::string versionTable_;
+};
+
+TEST_F(PackageWorld, OwnerAndChecksumBecomeTheVerification) {
+  EXPECT_TRUE(reportsNotSigned(signatures_.inspect("/home/u/my tool", SignatureQuery::verify)));
+  EXPECT_EQ(signatures_.inspect("/usr/bin/tool", SignatureQuery::verify), "");
+  verifyOutput_ = "??5??????   /usr/bin/other\n??5?????? c /usr/bin/tool\n";
+  const auto changed = signatures_.inspect("/usr/bin/tool", SignatureQuery::verify);
+  EXPECT_TRUE(!changed.empty() && !reportsNotSigned(changed));
+}
+
+TEST_F(PackageWorld, OnlyAVersionTheVendorsArchivePublishesIsTheVendors) {
+  const std::string vendor = "        500 http://deb.example/debian bookworm/main amd64 Packages\n";
+  const std::string corp = "        500 https://apt.corp.example stable/main amd64 Packages\n";
+  const std::string local = "        100 /var/lib/dpkg/status\n";
+  const std::string unknown = "Authority=an unknown origin";
+  struct Case {
+    const char* what;
+    std::string version, declared, table, authority;
+  };
+  const Case cases[] = {
+      {"no origin field, no archive", "1.0", "", " *** 1.0 100\n" + local, unknown},
+      {"the vendor's archive", "1.1", "", "     2.0 500\n" + vendor + " *** 1.1 500\n" + vendor + local,
+       "Authority=Software Signing"},
+      {"only a newer version published", "1.2", "", "     2.0 500\n" + vendor + " *** 1.2 100\n" + local, unknown},
+      {"a third party's archive", "1.3", "", " *** 1.3 500\n" + corp, "Authority=Example Corp"},
+      {"a local package claiming the vendor", "1.4", "Debian", " *** 1.4 100\n" + local, unknown},
+      {"a local package naming its maker", "1.5", "Jane's Tools", " *** 1.5 100\n" + local, "Authority=Jane's Tools"},
+  };
+  for (const auto& c : cases) {
+    version_ = c.version, declaredOrigin_ = c.declared, versionTable_ = c.table;
+    EXPECT_EQ(authority(), c.authority) << c.what;
+  }
+  version_ = "1.1";
+  const auto description = signatures_.inspect("/usr/bin/tool", SignatureQuery::describe);
+  EXPECT_NE(description.find("Authority=Software Signing\nAuthority=Debian\n"), std::string::npos) << description;
+  EXPECT_EQ(policyQueries(), 6) << "each installed version is looked up once";
 }
 
 TEST(PackageProvenance, RealPackageDatabase) {
@@ -171,10 +232,14 @@ TEST(PackageProvenance, RealPackageDatabase) {
   std::ofstream(loose) << "x";
   EXPECT_TRUE(reportsNotSigned(signatures.inspect(loose.string(), SignatureQuery::verify)));
   std::filesystem::remove(loose);
-  // dpkg-query belongs to the dpkg package, which the distribution itself provides.
-  const auto line = firstAuthorityLine(signatures.inspect("/usr/bin/dpkg-query", SignatureQuery::describeFull));
-  ASSERT_TRUE(line);
-  EXPECT_TRUE(isPlatformAuthority(*line));
+  // dpkg-query belongs to the dpkg package: the distribution's own when its archive still publishes
+  // the installed version, of an unknown origin otherwise, and never of a third party.
+  const auto description = signatures.inspect("/usr/bin/dpkg-query", SignatureQuery::describeFull);
+  const auto line = firstAuthorityLine(description);
+  ASSERT_TRUE(line) << description;
+  if (!isPlatformAuthority(*line)) {
+    EXPECT_EQ(*line, "Authority=an unknown origin") << description;
+  }
 }
 
 }  // namespace

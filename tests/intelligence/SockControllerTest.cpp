@@ -64,9 +64,11 @@ TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
 
   r.exitStatus = 2;
   processes_.answerWith(r);
-  EXPECT_EQ(sock_.whoisReport("2001:db8::1"), "ERROR");
-  EXPECT_EQ(sock_.whoisReport("1.2.3.4; rm -rf ~"), "ERROR");
-  EXPECT_EQ(sock_.whoisReport("\"\xFF"), "ERROR");
+  EXPECT_EQ(sock_.whoisReport("2001:DB8:0::1"), "ERROR");
+  EXPECT_EQ(processes_.requests().back().arguments[1], "/usr/bin/whois 2001:db8::1") << "the canonical address";
+  using namespace std::string_literals;
+  for (const std::string& text : {"1.2.3.4; rm -rf ~"s, "\"\xFF"s, "face"s, "::::"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s})
+    EXPECT_EQ(sock_.whoisReport(text), "ERROR") << text;
   EXPECT_EQ(processes_.requests().size(), 2u) << "a text that is no address never reaches a shell";
 }
 
