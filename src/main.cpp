@@ -116,6 +116,7 @@ int main(int argc, char** argv) {
             directoryListing, std::cerr, static_cast<std::int32_t>(::getuid())},
       frontEnd.bundle());
   agent = &composition;
+  frontEnd.attach(composition);
 
   composition.launch();
   const int code = frontEnd.run();

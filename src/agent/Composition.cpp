@@ -46,13 +46,16 @@ RulesContext Composition::makeRulesContext() {
 Composition::~Composition() { channel.closeChannel(); }
 
 void Composition::launch() {
-  // The country zones load in the background; look-ups answer nothing until they are in.
-  globals.globalBackground.async([this] {
-    flagsController.awakeFromNib();
-    ports.logger.log("[HALVEX AGENT] country zones loaded: " + std::to_string(flagsController.networkCount()) +
-                     " networks");
+  frontEnd.mainLoop.post([this] {
+    appDelegate.applicationDidFinishLaunching();
+    // The country zones load in the background, once the log is the user's file; look-ups answer
+    // nothing until they are in.
+    globals.globalBackground.async([this] {
+      flagsController.awakeFromNib();
+      ports.logger.log("[HALVEX AGENT] country zones loaded: " + std::to_string(flagsController.networkCount()) +
+                       " networks");
+    });
   });
-  frontEnd.mainLoop.post([this] { appDelegate.applicationDidFinishLaunching(); });
 }
 
 void Composition::inspectSignature(const std::weak_ptr<HXApplication>& weak) {

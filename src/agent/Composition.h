@@ -99,7 +99,8 @@ class Composition {
                                         globals.globalBackground};
   HXFlagsController flagsController{ports.paths, ports.fileSystem, ports.directoryListing};
   HXSockController sockController{ports.hostNames,     ports.tcpProbe,           commandRunner, frontEnd.mainLoop,
-                                  globals.globalBackground, globals.notificationCenter, ports.reports};
+                                  globals.globalBackground, globals.notificationCenter, ports.reports,
+                                  ports.paths.whoisProgram()};
   XPCpid xpcpid{ports.processOwners};
 
   // The request channel: the reader hands each line to the bridge, the bridge to the intake.

@@ -28,9 +28,9 @@ std::string cleanWhoisText(std::string text) {
 
 HXSockController::HXSockController(HostNames& hostNames, TcpProbe& probe, const CommandRunner& runner,
                                    MainLoop& loop, ConcurrentQueue& background, NotificationCenter& notifications,
-                                   std::ostream& report)
+                                   std::ostream& report, std::string whoisProgram)
     : hostNames_(hostNames), probe_(probe), runner_(runner), loop_(loop), background_(background),
-      notifications_(notifications), report_(report) {}
+      notifications_(notifications), report_(report), whoisProgram_(std::move(whoisProgram)) {}
 
 std::string HXSockController::responseString() const { return whoisOpen_.load() ? "2" : "1"; }
 
@@ -53,7 +53,7 @@ std::string HXSockController::whoisReport(const std::string& address) const {
   // and ":"), so a text from outside can never become a second shell command.
   const auto numeric = numericAddress(address);
   if (!numeric) return std::string(kScriptError);
-  const std::string result = runner_.quietScript("/usr/bin/whois " + *numeric);
+  const std::string result = runner_.quietScript(whoisProgram_ + " " + *numeric);
   if (result == kScriptError) return result;
   return cleanWhoisText(result);
 }

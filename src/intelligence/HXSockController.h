@@ -31,7 +31,8 @@ std::string cleanWhoisText(std::string text);
 class HXSockController {
  public:
   HXSockController(HostNames& hostNames, TcpProbe& probe, const CommandRunner& runner, MainLoop& loop,
-                   ConcurrentQueue& background, NotificationCenter& notifications, std::ostream& report);
+                   ConcurrentQueue& background, NotificationCenter& notifications, std::ostream& report,
+                   std::string whoisProgram = "/usr/bin/whois");
 
   // "1" not open (also while a test is under way), "2" open.
   std::string responseString() const;
@@ -62,6 +63,7 @@ class HXSockController {
   ConcurrentQueue& background_;
   NotificationCenter& notifications_;
   std::ostream& report_;
+  const std::string whoisProgram_;
   std::atomic<bool> whoisOpen_{false};
 };
 

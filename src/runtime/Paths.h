@@ -38,6 +38,7 @@ class Paths {
   std::string sharedDir() const { return system("/var/lib/halvex"); }
   std::string nationsDir() const { return system("/var/lib/halvex/nations/aggregated"); }
   std::string daemonBinary() const { return system("/usr/local/bin/halvexafd"); }
+  std::string whoisProgram() const { return system("/usr/bin/whois"); }
   std::string daemonService() const { return system("/etc/systemd/system/halvexafd.service"); }
   std::string logRotationFile() const { return system("/etc/logrotate.d/halvex"); }
   std::string companionLibrary() const { return system("/var/lib/dovik/doviklibrary.plist"); }

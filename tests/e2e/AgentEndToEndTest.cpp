@@ -2,6 +2,7 @@
 
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -108,8 +109,14 @@ TEST(AgentEndToEnd, AnAgentServesThroughBadInputASecondInstanceAndADaemonGoneAnd
   // The socket file of the first run is still there: the next start removes it. Its alternate
   // quit stops the filter.
   ASSERT_TRUE(standin::waitForFile(root.paths().agentSocket(), 10ms));
+  struct stat before {};
+  ASSERT_EQ(::stat(root.paths().agentSocket().c_str(), &before), 0);
   Agent restarted(root);
-  std::this_thread::sleep_for(300ms);
+  // Served once the new socket replaced the stale one.
+  ASSERT_TRUE(waitUntil([&] {
+    struct stat now {};
+    return ::stat(root.paths().agentSocket().c_str(), &now) == 0 && now.st_ino != before.st_ino;
+  })) << restarted.output();
   ASSERT_TRUE(daemon->exchange({line("7", sleeper->pid())}, 1, 5000ms)[0].reply) << restarted.output();
   EXPECT_EQ(recorder.count("stopKext"), 0u);
   restarted.signal(SIGUSR1);

@@ -98,7 +98,8 @@ Paths TempRoot::paths() const {
   return Paths(env);
 }
 
-Child::Child(const std::vector<std::string>& argv, const Environment& extraEnv, std::string outputFile)
+Child::Child(const std::vector<std::string>& argv, const Environment& extraEnv, std::string outputFile,
+             const std::string& inputFile)
     : outputFile_(std::move(outputFile)) {
   std::vector<std::string> envStrings, args = argv;
   for (char** e = environ; *e; ++e) {
@@ -113,6 +114,7 @@ Child::Child(const std::vector<std::string>& argv, const Environment& extraEnv, 
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 1, outputFile_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
   posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  if (!inputFile.empty()) posix_spawn_file_actions_addopen(&actions, 0, inputFile.c_str(), O_RDONLY, 0);
   const int r = posix_spawnp(&pid_, args[0].c_str(), &actions, nullptr, cargv.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
   if (r != 0) throw std::runtime_error("cannot start " + args[0] + ": " + std::strerror(r));
@@ -151,9 +153,9 @@ Environment agentEnvironment(const TempRoot& root, Environment extraEnv) {
 int agentsStarted = 0;
 }  // namespace
 
-Agent::Agent(const TempRoot& root, Environment extraEnv)
+Agent::Agent(const TempRoot& root, Environment extraEnv, const std::string& inputFile)
     : Child({HALVEX_AGENT_BIN, "--headless"}, agentEnvironment(root, std::move(extraEnv)),
-            root.path() + "/agent-" + std::to_string(++agentsStarted) + ".out") {}
+            root.path() + "/agent-" + std::to_string(++agentsStarted) + ".out", inputFile) {}
 
 NotificationRecorder::NotificationRecorder() : logger_("recorder", 0) {
   thread_ = std::thread([this] { loop_.run(); });

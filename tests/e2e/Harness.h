@@ -47,10 +47,12 @@ class TempRoot {
   std::string path_;
 };
 
-// A child process with its output captured to a file; killed if still running at the end.
+// A child process with its output captured to a file, its input read from `inputFile` (a FIFO,
+// say) when one is named; killed if still running at the end.
 class Child {
  public:
-  Child(const std::vector<std::string>& argv, const Environment& extraEnv, std::string outputFile);
+  Child(const std::vector<std::string>& argv, const Environment& extraEnv, std::string outputFile,
+        const std::string& inputFile = {});
   ~Child();
   pid_t pid() const { return pid_; }
   void signal(int signal) const;
@@ -68,7 +70,7 @@ class Child {
 // The agent binary, headless, in `root`; extraEnv adds to (or replaces in) its environment.
 class Agent : public Child {
  public:
-  explicit Agent(const TempRoot& root, Environment extraEnv = {});
+  explicit Agent(const TempRoot& root, Environment extraEnv = {}, const std::string& inputFile = {});
 };
 
 // Records the distributed notifications seen on the private bus.

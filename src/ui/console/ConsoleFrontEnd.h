@@ -2,11 +2,14 @@
 // The front end of a headless agent: its own main loop, and dialogs, alerts, sound, clipboard and
 // file showing on the console.
 
+#include <memory>
+
 #include "agent/FrontEnd.h"
 #include "runtime/AgentLoop.h"
 #include "ui/console/ConsoleAlertPresenter.h"
 #include "ui/console/ConsoleDialogs.h"
 #include "ui/console/ConsoleOutputs.h"
+#include "ui/console/ConsoleSession.h"
 
 namespace halvex {
 
@@ -19,6 +22,11 @@ class ConsoleFrontEnd {
     return FrontEnd{loop_, dialogs_, alerts_, sound_, pasteboard_, workspace_, [this](int code) { loop_.quit(code); }};
   }
   MainLoop& mainLoop() { return loop_; }
+  // Joins the agent: from now on the lines on standard input answer its alerts and ask questions.
+  void attach(Composition& agent) {
+    session_ = std::make_unique<ConsoleSession>(agent, stdout);
+    session_->readFrom(stdin);
+  }
   // Serves the main loop until the agent quits; answers the exit code.
   int run() { return loop_.run(); }
 
@@ -29,6 +37,7 @@ class ConsoleFrontEnd {
   SilentSoundPlayer sound_;
   MemoryPasteboard pasteboard_;
   XdgWorkspace workspace_;
+  std::unique_ptr<ConsoleSession> session_;
 };
 
 }  // namespace halvex
