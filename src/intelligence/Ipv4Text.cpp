@@ -1,69 +1,21 @@
 #include "intelligence/Ipv4Text.h"
 
+#include "rules/AddressText.h"
+
 namespace halvex {
 namespace {
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-int digitValue(char c, int base) {
-  int v = -1;
-  if (c >= '0' && c <= '9') v = c - '0';
-  else if (c >= 'a' && c <= 'f') v = c - 'a' + 10;
-  else if (c >= 'A' && c <= 'F') v = c - 'A' + 10;
-  return v >= 0 && v < base ? v : -1;
-}
-
 }  // namespace
 
 std::optional<std::uint32_t> parseIpv4Address(std::string_view text) {
-  std::uint64_t parts[4];
-  int count = 0;
-  std::size_t i = 0;
-  for (;;) {
-    // Every part starts with a digit; its base follows the C conventions (0x.., 0.., decimal).
-    if (i >= text.size() || !isDigit(text[i])) return std::nullopt;
-    int base = 10;
-    if (text[i] == '0') {
-      base = 8;
-      ++i;
-      if (i < text.size() && (text[i] == 'x' || text[i] == 'X')) {
-        base = 16;
-        ++i;
-      }
-    }
-    std::uint64_t value = 0;
-    while (i < text.size()) {
-      const int d = digitValue(text[i], base);
-      if (d < 0) break;
-      value = value * static_cast<std::uint64_t>(base) + static_cast<std::uint64_t>(d);
-      if (value > 0xFFFFFFFFull) return std::nullopt;
-      ++i;
-    }
-    if (count == 4) return std::nullopt;
-    parts[count++] = value;
-    if (i < text.size() && text[i] == '.') {
-      ++i;
-      continue;
-    }
-    break;
-  }
-  // Anything after the number must begin with white space.
-  if (i < text.size() && !isSpace(text[i])) return std::nullopt;
-  switch (count) {
-    case 1:
-      return static_cast<std::uint32_t>(parts[0]);
-    case 2:
-      if (parts[0] > 0xFF || parts[1] > 0xFFFFFF) return std::nullopt;
-      return static_cast<std::uint32_t>(parts[0] << 24 | parts[1]);
-    case 3:
-      if (parts[0] > 0xFF || parts[1] > 0xFF || parts[2] > 0xFFFF) return std::nullopt;
-      return static_cast<std::uint32_t>(parts[0] << 24 | parts[1] << 16 | parts[2]);
-    default:
-      for (int k = 0; k < 4; ++k)
-        if (parts[k] > 0xFF) return std::nullopt;
-      return static_cast<std::uint32_t>(parts[0] << 24 | parts[1] << 16 | parts[2] << 8 | parts[3]);
-  }
+  // The one lenient reader of the rules, so that a zone and a rule read an address alike.
+  const auto bytes = addr::inetAton(text);
+  if (!bytes) return std::nullopt;
+  return static_cast<std::uint32_t>((*bytes)[0]) << 24 | static_cast<std::uint32_t>((*bytes)[1]) << 16 |
+         static_cast<std::uint32_t>((*bytes)[2]) << 8 | static_cast<std::uint32_t>((*bytes)[3]);
 }
 
 std::optional<Ipv4Range> parseIpv4Network(std::string_view line) {
