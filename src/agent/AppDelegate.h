@@ -33,7 +33,7 @@ class AppDelegate {
     HXConfiguration& myHXConfiguration;
     // Schedules the request reader on recvDaemonQueue.
     std::function<void()> startRequestReader;
-    // Ends the main loop with an exit code; the composition root then ends the process.
+    // Ends the main loop with an exit code; the program then ends.
     std::function<void(int)> quitMainLoop;
   };
 

@@ -1,5 +1,5 @@
 #pragma once
-// The program-wide state: one object made by the composition root and handed to the controllers
+// The program-wide state: one object made by the composition and handed to the controllers
 // by reference. Members carry the names the rest of the system knows them by. Flags that one
 // thread writes while another reads are atomics; the request-side lists are guarded by the queue
 // discipline (at most one request open, the synchronised queue held meanwhile).
