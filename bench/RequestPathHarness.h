@@ -100,25 +100,32 @@ class Echo {
   std::thread thread_;
 };
 
+// Starts an agent binary headless in `root`, its input and output on /dev/null.
+inline pid_t spawnAgent(const Root& root, const std::string& binary) {
+  std::vector<std::string> env;
+  for (char** e = environ; *e; ++e) env.emplace_back(*e);
+  env.push_back("HALVEX_ROOT=" + root.path);
+  env.push_back("HOME=" + root.path + "/home");
+  env.push_back("XDG_STATE_HOME=" + root.path + "/home/state");
+  env.push_back("XDG_CONFIG_HOME=" + root.path + "/home/config");
+  std::vector<char*> envp;
+  for (auto& s : env) envp.push_back(s.data());
+  envp.push_back(nullptr);
+  std::string bin = binary, headless = "--headless";
+  char* argv[] = {bin.data(), headless.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  pid_t pid = -1;
+  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv, envp.data()) != 0) std::abort();
+  posix_spawn_file_actions_destroy(&actions);
+  return pid;
+}
+
 class AgentProcess {
  public:
-  explicit AgentProcess(const Root& root) {
-    std::vector<std::string> env;
-    for (char** e = environ; *e; ++e) env.emplace_back(*e);
-    env.push_back("HALVEX_ROOT=" + root.path);
-    env.push_back("HOME=" + root.path + "/home");
-    env.push_back("XDG_STATE_HOME=" + root.path + "/home/state");
-    env.push_back("XDG_CONFIG_HOME=" + root.path + "/home/config");
-    std::vector<char*> envp;
-    for (auto& s : env) envp.push_back(s.data());
-    envp.push_back(nullptr);
-    std::string bin = HALVEX_AGENT_BIN, headless = "--headless";
-    char* argv[] = {bin.data(), headless.data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv, envp.data()) != 0) std::abort();
-    posix_spawn_file_actions_destroy(&actions);
+  explicit AgentProcess(const Root& root) : pid_(spawnAgent(root, HALVEX_AGENT_BIN)) {
     standin::waitForFile(root.paths().agentSocket(), seconds(10));
     std::this_thread::sleep_for(milliseconds(300));
   }

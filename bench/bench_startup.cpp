@@ -57,25 +57,8 @@ double startOnce(const std::string& binary) {
   prepare(root);
   const Paths paths = root.paths();
   standin::DaemonPeer daemon(paths.daemonSocket(), paths.agentSocket());
-  std::vector<std::string> env;
-  for (char** e = environ; *e; ++e) env.emplace_back(*e);
-  env.push_back("HALVEX_ROOT=" + root.path);
-  env.push_back("HOME=" + root.path + "/home");
-  env.push_back("XDG_STATE_HOME=" + root.path + "/home/state");
-  env.push_back("XDG_CONFIG_HOME=" + root.path + "/home/config");
-  std::vector<char*> envp;
-  for (auto& s : env) envp.push_back(s.data());
-  envp.push_back(nullptr);
-  std::string bin = binary, headless = "--headless";
-  char* argv[] = {bin.data(), headless.data(), nullptr};
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
   const auto start = steady_clock::now();
-  pid_t pid = -1;
-  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv, envp.data()) != 0) std::abort();
-  posix_spawn_file_actions_destroy(&actions);
+  const pid_t pid = spawnAgent(root, binary);
   struct stat st {};
   while (::stat(paths.agentSocket().c_str(), &st) != 0 || !S_ISSOCK(st.st_mode)) {
     if (steady_clock::now() - start > seconds(30)) break;

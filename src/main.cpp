@@ -12,22 +12,8 @@
 #include <string>
 
 #include "agent/Composition.h"
-#include "platform/linux/DbusNotificationCenter.h"
-#include "platform/linux/DpkgCodeSignatures.h"
-#include "platform/linux/LinuxBundleInfo.h"
-#include "platform/linux/LinuxDirectoryListing.h"
-#include "platform/linux/LinuxFileIcons.h"
-#include "platform/linux/LinuxFileSystem.h"
-#include "platform/linux/LinuxHostNames.h"
-#include "platform/linux/LinuxProcessControl.h"
-#include "platform/linux/LinuxProcessInfo.h"
-#include "platform/linux/LinuxProcessOwners.h"
-#include "platform/linux/LinuxProcessRunner.h"
-#include "platform/linux/LinuxRunningApplications.h"
 #include "platform/linux/LinuxSignalWatcher.h"
-#include "platform/linux/LinuxStandardStreams.h"
-#include "platform/linux/LinuxTcpProbe.h"
-#include "platform/linux/LinuxUnixDatagramSockets.h"
+#include "platform/linux/LinuxSystem.h"
 #include "runtime/Paths.h"
 #include "ui/console/ConsoleFrontEnd.h"
 
@@ -77,7 +63,6 @@ std::optional<int> readOptions(int argc, char** argv) {
 int main(int argc, char** argv) {
   if (const auto answered = readOptions(argc, argv)) return *answered;
 
-  LinuxProcessControl processControl;
   LineLogger logger("halvex", static_cast<int>(::getpid()));
   const Paths paths(PathEnvironment::fromLookup(
       [](const char* name) -> std::optional<std::string> {
@@ -85,10 +70,10 @@ int main(int argc, char** argv) {
         return v ? std::optional<std::string>(v) : std::nullopt;
       },
       findResources()));
-  LinuxProcessRunner processRunner;
+  LinuxProcessRunner frontEndRunner;
 
   // The windowed front end is still to come: every agent runs on the console for now.
-  ConsoleFrontEnd frontEnd(logger, processRunner);
+  ConsoleFrontEnd frontEnd(logger, frontEndRunner);
 
   // Before any thread exists, so that every thread inherits the blocked quit signals.
   Composition* agent = nullptr;
@@ -96,24 +81,12 @@ int main(int argc, char** argv) {
       frontEnd.mainLoop(), [&] { if (agent) agent->appDelegate.terminate(); },
       [&] { if (agent) agent->appDelegate.alternateQuitHalvexAgent(); });
 
-  LinuxFileSystem fileSystem;
-  LinuxProcessInfo processInfo;
-  LinuxProcessOwners processOwners;
-  LinuxUnixDatagramSockets sockets;
-  LinuxStandardStreams streams;
-  LinuxRunningApplications runningApplications("halvex", paths.environment().root);
-  DbusNotificationCenter distributedCenter(frontEnd.mainLoop(), logger);
-  LinuxFileIcons fileIcons;
-  LinuxHostNames hostNames;
-  LinuxBundleInfo bundleInfo;
-  DpkgCodeSignatures codeSignatures(processRunner);
-  LinuxTcpProbe tcpProbe;
-  LinuxDirectoryListing directoryListing;
-
+  LinuxSystem machine(frontEnd.mainLoop(), logger, paths.environment().root);
   Composition composition(
-      Ports{paths, logger, fileSystem, processInfo, processControl, processOwners, processRunner, sockets, streams,
-            runningApplications, distributedCenter, fileIcons, hostNames, bundleInfo, codeSignatures, tcpProbe,
-            directoryListing, std::cerr, static_cast<std::int32_t>(::getuid())},
+      Ports{paths, logger, machine.fileSystem, machine.processInfo, machine.processControl, machine.processOwners,
+            machine.processRunner, machine.sockets, machine.streams, machine.runningApplications, machine.distributedCenter,
+            machine.fileIcons, machine.hostNames, machine.bundleInfo, machine.codeSignatures, machine.tcpProbe,
+            machine.directoryListing, std::cerr, machine.codeSignatures.vendor(), static_cast<std::int32_t>(::getuid())},
       frontEnd.bundle());
   agent = &composition;
   frontEnd.attach(composition);
@@ -122,5 +95,5 @@ int main(int argc, char** argv) {
   const int code = frontEnd.run();
   // The reader thread stays blocked in its receive for the life of the process: end here,
   // without unwinding the objects it uses.
-  processControl.exitProcess(code);
+  machine.processControl.exitProcess(code);
 }

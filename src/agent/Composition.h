@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <ostream>
+#include <string>
 
 #include "agent/AppDelegate.h"
 #include "agent/FrontEnd.h"
@@ -22,7 +23,6 @@
 #include "intelligence/HXSockController.h"
 #include "intelligence/SignatureFacts.h"
 #include "link/BridgeClassHalvex.h"
-#include "link/ProcessAttribution.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
 #include "management/DragSession.h"
@@ -70,6 +70,8 @@ struct Ports {
   DirectoryListing& directoryListing;
   // Where whois reports are written (the log, in the program).
   std::ostream& reports;
+  // The system's vendor as the signature reports name it.
+  std::string signatureVendor;
   // The agent's own user.
   std::int32_t uid = 0;
 };
@@ -96,12 +98,11 @@ class Composition {
   // Facts: commands, signatures, countries, whois and host names, process owners.
   CommandRunner commandRunner{ports.processRunner};
   SignatureInspector signatureInspector{ports.codeSignatures, ports.fileSystem, frontEnd.mainLoop,
-                                        globals.globalBackground};
+                                        globals.globalBackground, ports.signatureVendor};
   HXFlagsController flagsController{ports.paths, ports.fileSystem, ports.directoryListing};
   HXSockController sockController{ports.hostNames,     ports.tcpProbe,           commandRunner, frontEnd.mainLoop,
                                   globals.globalBackground, globals.notificationCenter, ports.reports,
                                   ports.paths.whoisProgram()};
-  XPCpid xpcpid{ports.processOwners};
 
   // The request channel: the reader hands each line to the bridge, the bridge to the intake.
   BridgeClassHalvex bridge;

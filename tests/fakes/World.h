@@ -76,7 +76,7 @@ struct World {
   Paths paths;
 
   Composition agent{Ports{paths, logger, files, processes, control, owners, runner, sockets, streams, running, center,
-                          icons, hostNames, bundles, signatures, probe, files, reports, 501},
+                          icons, hostNames, bundles, signatures, probe, files, reports, "Debian", 501},
                     front.bundle()};
 
   Globals& globals = agent.globals;

@@ -20,21 +20,7 @@
 #include <vector>
 
 #include "agent/Composition.h"
-#include "platform/linux/DbusNotificationCenter.h"
-#include "platform/linux/DpkgCodeSignatures.h"
-#include "platform/linux/LinuxBundleInfo.h"
-#include "platform/linux/LinuxDirectoryListing.h"
-#include "platform/linux/LinuxFileIcons.h"
-#include "platform/linux/LinuxFileSystem.h"
-#include "platform/linux/LinuxHostNames.h"
-#include "platform/linux/LinuxProcessControl.h"
-#include "platform/linux/LinuxProcessInfo.h"
-#include "platform/linux/LinuxProcessOwners.h"
-#include "platform/linux/LinuxProcessRunner.h"
-#include "platform/linux/LinuxRunningApplications.h"
-#include "platform/linux/LinuxStandardStreams.h"
-#include "platform/linux/LinuxTcpProbe.h"
-#include "platform/linux/LinuxUnixDatagramSockets.h"
+#include "platform/linux/LinuxSystem.h"
 #include "rules/HXExclusion.h"
 #include "ui/console/ConsoleFrontEnd.h"
 
@@ -85,29 +71,18 @@ int main(int argc, char** argv) {
   const Paths paths(PathEnvironment{.root = scratch, .home = scratch, .xdgConfigHome = scratch,
                                     .xdgStateHome = scratch, .resourcesDir = scratch});
   LineLogger logger("halvex-generate-presets", 0);
-  LinuxProcessControl processControl;
-  LinuxProcessRunner processRunner;
-  LinuxFileSystem files;
-  LinuxProcessInfo processInfo;
-  LinuxProcessOwners processOwners;
-  LinuxUnixDatagramSockets sockets;
-  LinuxStandardStreams streams;
-  LinuxRunningApplications runningApplications("halvex", scratch);
   NoCenter center;
-  LinuxFileIcons fileIcons;
-  LinuxHostNames hostNames;
-  LinuxBundleInfo bundleInfo;
-  DpkgCodeSignatures codeSignatures(processRunner);
-  LinuxTcpProbe tcpProbe;
-  LinuxDirectoryListing directoryListing;
-
   int status = 0;
   for (const auto& preset : presets) {
     // A fresh agent per preset: every other setting at its value before anything is loaded.
-    ConsoleFrontEnd frontEnd(logger, processRunner);
-    Composition agent(Ports{paths, logger, files, processInfo, processControl, processOwners, processRunner, sockets,
-                            streams, runningApplications, center, fileIcons, hostNames, bundleInfo, codeSignatures,
-                            tcpProbe, directoryListing, std::cerr, 0},
+    LinuxProcessRunner runner;
+    ConsoleFrontEnd frontEnd(logger, runner);
+    LinuxSystem machine(frontEnd.mainLoop(), logger, scratch);
+    Composition agent(Ports{paths, logger, machine.fileSystem, machine.processInfo, machine.processControl,
+                            machine.processOwners, machine.processRunner, machine.sockets, machine.streams,
+                            machine.runningApplications, center, machine.fileIcons, machine.hostNames,
+                            machine.bundleInfo, machine.codeSignatures, machine.tcpProbe, machine.directoryListing,
+                            std::cerr, machine.codeSignatures.vendor(), 0},
                       frontEnd.bundle());
     auto& globals = agent.globals;
     const RulesContext& context = agent.rulesContext;
@@ -117,7 +92,7 @@ int main(int argc, char** argv) {
       globals.globalExclusionsArray.push_back(std::make_shared<HXExclusion>(context, path, rule, false, false));
     const std::string file = outDir + "/" + preset.name + ".plist";
     configuration.exportConf(file, true, false, false);
-    if (!files.fileExists(file)) {
+    if (!machine.fileSystem.fileExists(file)) {
       std::fprintf(stderr, "halvex-generate-presets: cannot write %s\n", file.c_str());
       status = 1;
       break;
