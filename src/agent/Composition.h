@@ -97,8 +97,11 @@ class Composition {
 
   // Facts: commands, signatures, countries, whois and host names, process owners.
   CommandRunner commandRunner{ports.processRunner};
-  SignatureInspector signatureInspector{ports.codeSignatures, ports.fileSystem, frontEnd.mainLoop,
-                                        globals.globalBackground, ports.signatureVendor};
+  // One inspection at a time: a library loaded at start asks about every app at once, and each
+  // asks the package database.
+  ConcurrentQueue signatureQueue{"signatures", 1};
+  SignatureInspector signatureInspector{ports.codeSignatures, ports.fileSystem, frontEnd.mainLoop, signatureQueue,
+                                        ports.signatureVendor};
   HXFlagsController flagsController{ports.paths, ports.fileSystem, ports.directoryListing};
   HXSockController sockController{ports.hostNames,     ports.tcpProbe,           commandRunner, frontEnd.mainLoop,
                                   globals.globalBackground, globals.notificationCenter, ports.reports,

@@ -2,7 +2,8 @@
 
 namespace halvex {
 
-ConcurrentQueue::ConcurrentQueue(std::string label) : label_(std::move(label)) {}
+ConcurrentQueue::ConcurrentQueue(std::string label, std::size_t maxThreads)
+    : label_(std::move(label)), maxThreads_(maxThreads == 0 ? 1 : maxThreads) {}
 
 ConcurrentQueue::~ConcurrentQueue() {
   std::vector<std::thread> workers;
@@ -18,7 +19,7 @@ ConcurrentQueue::~ConcurrentQueue() {
 void ConcurrentQueue::async(Task task) {
   std::lock_guard lock(mutex_);
   tasks_.push_back(std::move(task));
-  if (idle_ + starting_ < tasks_.size()) {
+  if (idle_ + starting_ < tasks_.size() && workers_.size() < maxThreads_) {
     ++starting_;
     workers_.emplace_back([this] { work(); });
   } else {

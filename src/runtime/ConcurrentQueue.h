@@ -1,9 +1,12 @@
 #pragma once
 // A concurrent queue: blocks start in submission order and run side by side. Threads are added
 // while every worker is busy, so a block that blocks for the life of the process (a socket
-// reader) never starves the others. Idle workers wait for more work and end with the queue.
+// reader) never starves the others. Idle workers wait for more work and end with the queue. A
+// queue given a bound on its threads (for work that would swamp the machine if run all at once)
+// never grows past it: its blocks must all come to an end.
 
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -17,7 +20,7 @@ class ConcurrentQueue {
  public:
   using Task = std::function<void()>;
 
-  explicit ConcurrentQueue(std::string label);
+  explicit ConcurrentQueue(std::string label, std::size_t maxThreads = SIZE_MAX);
   // Waits for the running blocks: whoever starts a block that never ends must end it first.
   ~ConcurrentQueue();
   ConcurrentQueue(const ConcurrentQueue&) = delete;
@@ -31,6 +34,7 @@ class ConcurrentQueue {
   void work();
 
   const std::string label_;
+  const std::size_t maxThreads_;
   mutable std::mutex mutex_;
   std::condition_variable wake_;
   std::deque<Task> tasks_;

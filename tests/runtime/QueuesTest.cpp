@@ -115,3 +115,22 @@ TEST(ConcurrentQueue, ABlockThatNeverEndsDoesNotStarveTheOthersAndQueuedWorkRuns
   }
   EXPECT_EQ(done, 21);
 }
+
+TEST(ConcurrentQueue, ABoundedQueueNeverGrowsPastItsBoundAndRunsEverything) {
+  std::atomic<int> running{0}, most{0}, done{0};
+  {
+    ConcurrentQueue queue("bounded", 2);
+    for (int i = 0; i < 50; ++i)
+      queue.async([&] {
+        const int now = ++running;
+        for (int seen = most.load(); now > seen && !most.compare_exchange_weak(seen, now);) {
+        }
+        std::this_thread::sleep_for(1ms);
+        --running;
+        ++done;
+      });
+    EXPECT_LE(queue.threadCount(), 2u);
+  }
+  EXPECT_EQ(done, 50);
+  EXPECT_LE(most, 2);
+}
