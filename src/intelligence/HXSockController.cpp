@@ -59,7 +59,7 @@ void HXSockController::lookUpHostName(std::string address, ConcurrentQueue& queu
 
 std::string HXSockController::whoisReport(const std::string& address) const {
   if (!looksLikeAddress(address)) return std::string(kScriptError);
-  const std::string result = runner_.quietScript("/usr/bin/whois " + address);
+  std::string result = runner_.quietScript("/usr/bin/whois " + address);
   if (result == kScriptError) return result;
   return cleanWhoisText(result);
 }
