@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   # toolchain
   g++ cmake ninja-build pkg-config clang libclang-rt-14-dev
+  # style and static checks (run-clang-tidy.sh reads the compilation database with python3)
+  clang-format clang-tidy
   # test and benchmark frameworks
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # property lists, the notification bus, HTTP

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Sets up and passes the tests: installs the Debian packages, then builds and runs every test in a
-# debug build, under AddressSanitizer with UndefinedBehaviorSanitizer, and under ThreadSanitizer,
-# and runs each fuzz target for a short while.
+# Sets up and passes the tests: installs the Debian packages, checks the include order of the
+# layers and the formatting, then builds and runs every test in a debug build (whose sources
+# clang-tidy then checks), under AddressSanitizer with UndefinedBehaviorSanitizer, and under
+# ThreadSanitizer, and runs each fuzz target for a short while.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,6 +10,11 @@ scripts/install-deps.sh
 
 jobs="${JOBS:-$(nproc)}"
 fuzz_seconds="${FUZZ_SECONDS:-20}"
+
+echo "== layers"
+python3 scripts/check-layers.py
+echo "== format"
+scripts/check-format.sh
 
 suite() {
   local preset="$1"
@@ -20,6 +26,8 @@ suite() {
 }
 
 suite debug
+echo "== debug: clang-tidy"
+JOBS="$jobs" scripts/run-clang-tidy.sh
 ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1" suite asan
 TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1" suite tsan
 

@@ -38,11 +38,12 @@ HXFlagsController::HXFlagsController(const Paths& paths, const FileSystem& files
 NationsTable HXFlagsController::loadZones(const FileSystem& files, const DirectoryListing& listing,
                                            const std::string& directory) {
   NationsTable table;
+  const std::string folder = directory + "/";
   for (const auto& name : listing.list(directory)) {
     if (name.size() <= kZoneSuffix.size() ||
         name.compare(name.size() - kZoneSuffix.size(), kZoneSuffix.size(), kZoneSuffix) != 0)
       continue;
-    const std::string file = directory + "/" + name;
+    const std::string file = folder + name;
     if (!files.fileExists(file)) continue;
     const std::string code = name.substr(0, name.find('-'));
     // A file that cannot be read counts as empty.

@@ -53,7 +53,7 @@ std::string HXSockController::whoisReport(const std::string& address) const {
   // and ":"), so a text from outside can never become a second shell command.
   const auto numeric = numericAddress(address);
   if (!numeric) return std::string(kScriptError);
-  const std::string result = runner_.quietScript(whoisProgram_ + " " + *numeric);
+  std::string result = runner_.quietScript(whoisProgram_ + " " + *numeric);
   if (result == kScriptError) return result;
   return cleanWhoisText(result);
 }

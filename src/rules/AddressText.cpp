@@ -384,7 +384,7 @@ bool bitsAgree(const Ipv6Bytes& a, const Ipv6Bytes& b, int bits) {
   if (bits < 0 || bits > 128) return false;
   const auto n = static_cast<std::uint32_t>(bits);
   const std::uint32_t words = n >> 5;
-  if (words != 0 && std::memcmp(a.data(), b.data(), words * 4) != 0) return false;
+  if (words != 0 && std::memcmp(a.data(), b.data(), std::size_t{words} * 4) != 0) return false;
   const std::uint32_t rest = n & 31;
   if (rest != 0) {
     // The `rest` high bits of the word at index `words`, compared byte by byte in network order.

@@ -59,6 +59,7 @@ ProcessResult LinuxProcessRunner::run(const ProcessRequest& request) {
   argvStorage.push_back(request.launchPath);
   for (const auto& a : request.arguments) argvStorage.push_back(a);
   std::vector<char*> argv;
+  argv.reserve(argvStorage.size() + 1);
   for (auto& a : argvStorage) argv.push_back(a.data());
   argv.push_back(nullptr);
 
