@@ -27,7 +27,7 @@ bool endsWith(std::string_view s, std::string_view suffix) {
   return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
-std::string replaceAll(std::string s, std::string_view from, std::string_view to) {
+std::string replaceAll(std::string_view s, std::string_view from, std::string_view to) {
   std::string out;
   out.reserve(s.size());
   std::size_t at = 0;
@@ -291,7 +291,11 @@ std::variant<SnapshotContents, SnapshotError> readSnapshot(std::string_view byte
         return SnapshotError{fields.error()};
       out.records.push_back(std::move(managed));
     } else if (*name == preferencekeys::kPreferencesClass) {
-      if (auto problem = preferencesRecordProblem(record); !problem.empty()) return SnapshotError{where + ": " + problem};
+      if (auto problem = preferencesRecordProblem(record); !problem.empty()) {
+        std::string text = where;
+        text.append(": ").append(problem);
+        return SnapshotError{text};
+      }
       out.preferences.push_back(record);
     }
   }
@@ -310,7 +314,7 @@ std::string repairedBundlePath(const std::string& appPath, bool appIsBundle) {
     if (endsWith(joined, ".app") || slash == std::string::npos) break;
     start = slash + 1;
   }
-  return replaceAll(replaceAll(std::move(joined), "//", "/"), "//", "/");
+  return replaceAll(replaceAll(joined, "//", "/"), "//", "/");
 }
 
 }  // namespace halvex
