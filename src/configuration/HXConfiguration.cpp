@@ -69,7 +69,7 @@ void HXConfiguration::onQueue(const std::function<void()>& work) {
 
 void HXConfiguration::sendConf() {
   if (!halvexcontroller) return;
-  std::lock_guard lock(halvexcontroller->libraryLock());
+  std::lock_guard lock(links_.globals.appsLibraryLock);
   const auto& records = recordscontroller ? recordscontroller->recordsLibrary : links_.globals.globalRecordsArray;
   links_.distributedCenter.postNotificationName(
       kNewAppListReceived, kNewAppListReceivedObject,
@@ -96,14 +96,23 @@ void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool s
   links_.userDefaults.setColor("color3", user.colors.color3);
   links_.userDefaults.setColor("color4b", user.colors.color4b);
 
-  // Writes are not checked: a failed export is silent.
+  // The apps are read under the library's lock: the main loop may be editing them. Writes are
+  // not checked: a failed export is silent.
   if (!encodeConf) {
-    links_.fileSystem.writeFileAtomically(
-        path, plainConfigurationXml(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray,
-                                    g.globalAppsArray));
+    std::string xml;
+    {
+      std::lock_guard lock(g.appsLibraryLock);
+      xml = plainConfigurationXml(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray,
+                                  g.globalAppsArray);
+    }
+    links_.fileSystem.writeFileAtomically(path, xml);
     return;
   }
-  auto records = classRecords(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray);
+  plist::Array records;
+  {
+    std::lock_guard lock(g.appsLibraryLock);
+    records = classRecords(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray);
+  }
   auto wrapper = encodedConfiguration(records, g.version);
   if (sendDaemon) {
     links_.distributedCenter.postNotificationName(kWriteHalvexConfiguration, kWriteHalvexConfigurationObject, wrapper);
@@ -139,8 +148,7 @@ void HXConfiguration::importNow(const std::string& path) {
   g.enableNotifications = false;
 
   // The apps. The main loop may be reading the library meanwhile.
-  std::unique_lock<std::recursive_mutex> libraryLock;
-  if (halvexcontroller) libraryLock = std::unique_lock(halvexcontroller->libraryLock());
+  std::unique_lock libraryLock(g.appsLibraryLock);
   if (halvexcontroller) halvexcontroller->appsLibrary.clear();
   g.globalAppsArray.clear();
   for (const auto& record : contents.apps) {
@@ -162,7 +170,7 @@ void HXConfiguration::importNow(const std::string& path) {
     if (halvexcontroller) halvexcontroller->appsLibrary.push_back(app);
     g.globalAppsArray.push_back(std::move(app));
   }
-  if (libraryLock) libraryLock.unlock();
+  libraryLock.unlock();
 
   // The preferences: a later record wins for what it holds.
   bool oldConfiguration = false;

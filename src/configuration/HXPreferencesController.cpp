@@ -289,7 +289,7 @@ void HXPreferencesController::removeAllXPCServices() {
   };
   std::vector<std::shared_ptr<HXApplication>> remaining;
   {
-    std::lock_guard lock(halvexcontroller->libraryLock());
+    std::lock_guard lock(links_.globals.appsLibraryLock);
     auto& library = halvexcontroller->appsLibrary;
     library.erase(std::remove_if(library.begin(), library.end(), isService), library.end());
     remaining = library;
@@ -301,7 +301,7 @@ void HXPreferencesController::removeAllXPCServices() {
 void HXPreferencesController::updateManagedAppsSignatures() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
     if (!halvexcontroller) return;
-    std::lock_guard lock(halvexcontroller->libraryLock());
+    std::lock_guard lock(links_.globals.appsLibraryLock);
     for (const auto& app : halvexcontroller->appsLibrary) app->getSignatureInfo();
     links_.globals.globalAppsArray = halvexcontroller->appsLibrary;
     if (halvexconfiguration) halvexconfiguration->sendConf();

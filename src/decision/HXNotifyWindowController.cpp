@@ -1,5 +1,7 @@
 #include "decision/HXNotifyWindowController.h"
 
+#include <mutex>
+
 #include "link/RequestLine.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
@@ -53,7 +55,10 @@ void HXNotifyWindowController::passAndLearn() {
     if (self->context_.rulesContext && !self->appExistsInGlobalArray(self->parameterProcessName)) {
       auto app = generateHXApplication(*self->context_.rulesContext, 0, self->parameterProcessName);
       app->appIsPersistent = true;
-      globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app);
+      {
+        std::lock_guard lock(globals.appsLibraryLock);
+        globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app);
+      }
       globals.notificationCenter.post("copyArrayAppLibrary");
     }
     self->resumeQueue(self->parameterTagString);

@@ -5,8 +5,9 @@
 // change.
 //
 // The content is changed on the main loop only. Background tasks may read it, so every change of
-// the content is made under the controller's lock, which the readers take too. The lock is
-// recursive: an owner may hold it across several controller calls that must look like one step.
+// the content is made under the content lock, which the readers take too. The lock is the
+// controller's own, or one its owner shares with other readers of the content. It is recursive:
+// an owner may hold it across several controller calls that must look like one step.
 
 #include <algorithm>
 #include <cstddef>
@@ -25,7 +26,11 @@ class ArrayController {
   using Content = std::vector<Object>;
   using Filter = std::function<bool(const T&)>;
 
+  using LockSource = std::function<std::recursive_mutex&()>;
+
   explicit ArrayController(Content& content) : content_(content) {}
+  // The content is guarded by the lock `lock` answers, asked for at each use.
+  ArrayController(Content& content, LockSource lock) : content_(content), lockSource_(std::move(lock)) {}
   ArrayController(const ArrayController&) = delete;
   ArrayController& operator=(const ArrayController&) = delete;
 
@@ -41,7 +46,7 @@ class ArrayController {
   // Raised after every change of the content, the selection or the filter.
   std::function<void()> changed;
 
-  std::recursive_mutex& contentLock() const { return mutex_; }
+  std::recursive_mutex& contentLock() const { return lockSource_ ? lockSource_() : mutex_; }
   const Content& content() const { return content_; }
 
   Content arrangedObjects() const {
@@ -55,7 +60,7 @@ class ArrayController {
   void addObject(Object object) { addObjects({std::move(object)}); }
   void addObjects(const Content& objects) {
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       content_.insert(content_.end(), objects.begin(), objects.end());
     }
     if (selectsInsertedObjects) selectObjects(objects);
@@ -66,7 +71,7 @@ class ArrayController {
   void insertObject(Object object, std::size_t atArrangedObjectIndex) {
     const Content arranged = arrangedObjects();
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       auto where = content_.end();
       if (atArrangedObjectIndex < arranged.size())
         where = std::find(content_.begin(), content_.end(), arranged[atArrangedObjectIndex]);
@@ -78,7 +83,7 @@ class ArrayController {
   // Removes the first occurrence of the object; an object not in the content changes nothing.
   bool removeObject(const Object& object) {
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       auto it = std::find(content_.begin(), content_.end(), object);
       if (it == content_.end()) return false;
       content_.erase(it);
@@ -89,7 +94,7 @@ class ArrayController {
   }
   void setContent(Content content) {
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       content_ = std::move(content);
     }
     selection_.clear();
@@ -137,6 +142,7 @@ class ArrayController {
   }
 
   Content& content_;
+  LockSource lockSource_;
   mutable std::recursive_mutex mutex_;
   Filter filter_;
   Content selection_;

@@ -98,6 +98,8 @@ std::shared_ptr<HXApplication> HXController::generateHXApplication(std::int64_t 
   return halvex::generateHXApplication(links_.rulesContext, rule, applicationPath);
 }
 
+std::recursive_mutex& HXController::libraryLock() const { return links_.globals.appsLibraryLock; }
+
 // ---- Endings ----
 
 void HXController::snapshotAndSend() {

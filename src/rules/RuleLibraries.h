@@ -5,7 +5,6 @@
 // what a program without those views (and a test) needs.
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,7 +18,8 @@ class HXManagedRecords;
 class AppsLibraryHolder {
  public:
   virtual ~AppsLibraryHolder() = default;
-  // The library the apps views show, the master of globalAppsArray.
+  // The library the apps views show, the master of globalAppsArray. Read and changed off the main
+  // loop only under the library's lock (Globals::appsLibraryLock).
   std::vector<std::shared_ptr<HXApplication>> appsLibrary;
   // The filter of the apps' list: "self.appIsSystemBinary == 0" while system binaries are
   // hidden, none otherwise.
@@ -30,13 +30,6 @@ class AppsLibraryHolder {
   virtual void updateAllAppsLabelsColors() {}
   // Brings the main window to the front, as the parent of a sheet.
   virtual void showMainWindow() {}
-
-  // Held by whoever reads or changes the library off the main loop, and by the main loop while it
-  // changes it. Recursive, so that a holder may call code that takes it again.
-  virtual std::recursive_mutex& libraryLock() const { return lock_; }
-
- private:
-  mutable std::recursive_mutex lock_;
 };
 
 class ExclusionsLibraryHolder {
