@@ -1,7 +1,5 @@
 #include "configuration/HXPreferencesController.h"
 
-#include <algorithm>
-
 #include "rules/HXApplication.h"
 #include "configuration/HXConfiguration.h"
 #include "configuration/HXPreferences.h"
@@ -284,18 +282,8 @@ void HXPreferencesController::resetUserDefaults() {
 
 void HXPreferencesController::removeAllXPCServices() {
   if (links_.globals.notificationOnScreen || !halvexcontroller) return;
-  auto isService = [](const std::shared_ptr<HXApplication>& app) {
-    return app->appPath.find(".xpc/Contents") != std::string::npos;
-  };
-  std::vector<std::shared_ptr<HXApplication>> remaining;
-  {
-    std::lock_guard lock(links_.globals.appsLibraryLock);
-    auto& library = halvexcontroller->appsLibrary;
-    library.erase(std::remove_if(library.begin(), library.end(), isService), library.end());
-    remaining = library;
-  }
-  links_.globals.synchronizedNotification.asyncBarrier(
-      [this, apps = std::move(remaining)] { links_.globals.globalAppsArray = apps; });
+  // The library's own operation: through its list, then the snapshot and the send.
+  halvexcontroller->removeAllXPCServices();
 }
 
 void HXPreferencesController::updateManagedAppsSignatures() {

@@ -250,7 +250,7 @@ void HXController::removeAllXPCServices() {
   if (links_.globals.notificationOnScreen) return;
   const auto content = appsLibraryController.content();
   for (const auto& app : content)
-    if (app->appPath.find(".xpc/Contents") != std::string::npos) appsLibraryController.removeObject(app);
+    if (isXPCService(*app)) appsLibraryController.removeObject(app);
   snapshotAndSend();
 }
 

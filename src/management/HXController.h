@@ -118,7 +118,7 @@ class HXController : public AppsLibraryHolder {
   void emptyall();
 
   // On the whole list.
-  void removeAllXPCServices();
+  void removeAllXPCServices() override;
   void makeYellowAppsTurnGreenButPreserveAllMatches();
   void turnAllAppsWithMatchesFromGreenToYellow();
   void silenceNotifications();

@@ -30,6 +30,12 @@ class AppsLibraryHolder {
   virtual void updateAllAppsLabelsColors() {}
   // Brings the main window to the front, as the parent of a sheet.
   virtual void showMainWindow() {}
+
+  // Drops every app whose path lies inside an XPC service. A plain holder drops them from its
+  // list; the library controller does it through its list, unless an alert is on screen, and
+  // hands the new list to the mirror and the daemon.
+  virtual void removeAllXPCServices();
+  static bool isXPCService(const HXApplication& app);
 };
 
 class ExclusionsLibraryHolder {
