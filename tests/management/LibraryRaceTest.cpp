@@ -21,11 +21,20 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
   RequestSide side(w);
   side.alerts.instant = true;
   w.globals.enableNotifications = true;
-  for (int i = 0; i < 40; ++i) {
-    auto app = w.load("/opt/app" + std::to_string(i), i % 5, {"@10.0.0." + std::to_string(i), "#80", "@192.0.2.0/24"});
-    // Asking apps in quiet time: requests for them that no rule settles add their address.
-    if (i % 5 == 4 && i % 3 == 0) app->setQuiet("pass", 3600);
+  // Slow replies keep each check open long enough for edits on the main loop to fall inside it.
+  w.sockets.sendDelay = std::chrono::microseconds(200);
+  // Ten tools of one name: every request for a tool has all of them as candidates (candidates are
+  // found by name), and the even ones' binary fragment "/tool" occurs in every such path, so one
+  // check walks several apps and replies between them while the main loop edits the same apps.
+  constexpr int kTools = 10;
+  const auto toolPath = [](int i) { return "/opt/k" + std::to_string(i) + "/tool"; };
+  for (int i = 0; i < kTools; ++i) {
+    auto app = w.load(toolPath(i), i % 5, {"@10.0.0." + std::to_string(i), "#80", "@192.0.2.0/24", "#198.51.100.0/24"});
+    if (i % 2 == 0) app->appBinaries = {"/tool"};
   }
+  // Two asking daemons in quiet time: requests no rule of theirs settles add their address.
+  for (const char* kind : {"pass", "block"})
+    w.load(std::string("/opt/q-") + kind + "/daemon", 4, {"#80", "@198.51.100.0/24"})->setQuiet(kind, 3600);
   w.settle();
 
   std::atomic<bool> done{false};
@@ -35,14 +44,19 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
   std::thread requester([&] {
     for (int r = 0; !done; ++r) {
       const auto before = w.sockets.sentCount();
-      // Known apps in every state, addresses their rules hold or not, and unknown programs.
-      const std::string path = "/opt/app" + std::to_string(r % 47);
-      const std::string ip = r % 2 ? "192.0.2.1" : "10.0.0." + std::to_string(r % 40);
-      side.request(2000 + r, path, ip, r % 3 ? "443" : "80");
+      // Tools in every state, quiet daemons, unknown programs; addresses the rules hold or not.
+      std::string path = toolPath(r % kTools);
+      std::string ip = r % 3 ? "192.0.2.1" : "10.0.0." + std::to_string(r % kTools);
+      if (r % 4 == 2) {
+        path = r % 8 == 2 ? "/opt/q-pass/daemon" : "/opt/q-block/daemon";
+        ip = "203.0.113." + std::to_string(r % 250);
+      } else if (r % 4 == 3) {
+        path = "/usr/bin/other" + std::to_string(r);
+      }
+      side.request(2000 + r, path, ip, r % 5 ? "443" : "80");
       ++requests;
-      const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-      while (w.sockets.sentCount() == before && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::microseconds(20));
+      // Until the request has ended: a block behind it runs only once the queue is let go.
+      w.globals.synchronizedNotification.sync([] {});
       if (w.sockets.sentCount() == before) ++unanswered;
     }
     requesterFinished = true;
@@ -50,7 +64,7 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
 
   // Edits go on until enough requests have been decided between them.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  for (int round = 0; (round < 400 || requests < 300) && std::chrono::steady_clock::now() < deadline; ++round) {
+  for (int round = 0; (round < 300 || requests < 200) && std::chrono::steady_clock::now() < deadline; ++round) {
     const auto count = w.controller.appsGrid.items.size();
     w.select(static_cast<std::size_t>(round) % std::max<std::size_t>(count, 1));
     switch (round % 10) {
@@ -65,7 +79,7 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
       case 5:
         // Entries added to a known app in place, the way the rule check reads them.
         w.controller.setAppRuleFromLogs(LogRuleItem::passIPItem,
-                                        {{"/opt/app" + std::to_string(round % 40), "", "", "10.9.9.9", 443}});
+                                        {{toolPath(round % kTools), "", "", "10.9.9.9", 443}});
         break;
       case 6:
         w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem,
@@ -74,14 +88,23 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
       case 7: w.controller.removeApp(); break;
       case 8:
         w.globals.notificationCenter.post(
-            "expireApp", plist::Dictionary{{"appName", plist::Value("app" + std::to_string(round % 40))}});
+            "expireApp", plist::Dictionary{{"appName", plist::Value(round % 20 ? "tool" : "daemon")}});
         break;
-      case 9: w.controller.turnAllAppsWithMatchesFromGreenToYellow(); break;
+      case 9:
+        // The selected app asks again, in quiet time, as after an alert's quiet choice.
+        w.controller.makeSelectedAppYellow();
+        if (auto selected = w.controller.appsLibraryController.selectedObjects(); !selected.empty())
+          selected.front()->setQuiet("pass", 3600);
+        break;
     }
+    // Every app's entries are read, as the switch of alerts does.
+    w.controller.turnAllAppsWithMatchesFromGreenToYellow();
     // A short backlog on the queue, so that requests are decided between the edits rather than
     // after all of them.
-    do w.loop.runPending();
-    while (w.globals.synchronizedNotification.pendingCount() > 4);
+    for (w.loop.runPending();
+         w.globals.synchronizedNotification.pendingCount() > 4 && std::chrono::steady_clock::now() < deadline;
+         w.loop.runPending())
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
   done = true;
   // The last request may still wait for its alert, which the main loop answers.
