@@ -147,10 +147,10 @@ void HXConfiguration::importNow(const std::string& path) {
   progr.hidden = false;
   g.enableNotifications = false;
 
-  // The apps. The main loop may be reading the library meanwhile.
-  std::unique_lock libraryLock(g.appsLibraryLock);
-  if (halvexcontroller) halvexcontroller->appsLibrary.clear();
-  g.globalAppsArray.clear();
+  // The apps, made first; then the library (through its controller, so that the views follow)
+  // and its mirror are replaced in one step under the library's lock.
+  std::vector<std::shared_ptr<HXApplication>> apps;
+  apps.reserve(contents.apps.size());
   for (const auto& record : contents.apps) {
     const std::string appPath = repairedBundlePath(record.appPath, record.appIsBundle);
     auto app = HXApplication::initWithAppName(links_.rulesContext, record.appName, record.appBinaries,
@@ -167,10 +167,13 @@ void HXConfiguration::importNow(const std::string& path) {
     app->appLocalizedName = AttributedString::aligned(shown, TextAlignment::left);
     app->appLocalizedNameCentered = AttributedString::aligned(shown, TextAlignment::center);
     app->appIsBlockedOrAllowed = record.appIsBlockedOrAllowed;
-    if (halvexcontroller) halvexcontroller->appsLibrary.push_back(app);
-    g.globalAppsArray.push_back(std::move(app));
+    apps.push_back(std::move(app));
   }
-  libraryLock.unlock();
+  {
+    std::lock_guard libraryLock(g.appsLibraryLock);
+    g.globalAppsArray = apps;
+    if (halvexcontroller) halvexcontroller->setAppsLibrary(std::move(apps));
+  }
 
   // The preferences: a later record wins for what it holds.
   bool oldConfiguration = false;
@@ -218,10 +221,12 @@ void HXConfiguration::importNow(const std::string& path) {
   if (halvexcontroller) {
     halvexcontroller->updateColorsInPopover();
     halvexcontroller->updateAllAppsLabelsColors();
-    if (user.hideSystemBinaries) halvexcontroller->filterPredicate = kHideSystemBinariesPredicate;
   }
 
-  links_.globals.mainLoop.post([this] {
+  // The filter is the grid's, which lives on the main loop.
+  const bool hideSystemBinaries = user.hideSystemBinaries;
+  links_.globals.mainLoop.post([this, hideSystemBinaries] {
+    if (hideSystemBinaries && halvexcontroller) halvexcontroller->setFilterPredicate(kHideSystemBinariesPredicate);
     progr.animating = false;
     progr.hidden = true;
   });

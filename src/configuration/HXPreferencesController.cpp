@@ -153,10 +153,8 @@ void HXPreferencesController::changeHideSysBinaries() {
   const bool on = view.hideSysBinariesBtn.state;
   links_.globals.preferences.updateUser([&](UserPreferences& u) { u.hideSystemBinaries = on; });
   links_.userDefaults.setBool("hideSystemBinaries", on);
-  if (halvexcontroller) {
-    if (on) halvexcontroller->filterPredicate = kHideSystemBinariesPredicate;
-    else halvexcontroller->filterPredicate.reset();
-  }
+  if (halvexcontroller)
+    halvexcontroller->setFilterPredicate(on ? std::optional<std::string>(kHideSystemBinariesPredicate) : std::nullopt);
   notify();
 }
 

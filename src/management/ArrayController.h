@@ -4,10 +4,12 @@
 // arranged objects), keeps a selection of objects, and raises one change signal after each
 // change.
 //
-// The content is changed on the main loop only. Background tasks may read it, so every change of
-// the content is made under the content lock, which the readers take too. The lock is the
-// controller's own, or one its owner shares with other readers of the content. It is recursive:
-// an owner may hold it across several controller calls that must look like one step.
+// The content is changed on the main loop, except for a whole replacement (replaceContent), which
+// may come from another thread. Background tasks read it, so every change and every read of the
+// content is made under the content lock. The lock is the controller's own, or one its owner
+// shares with other readers of the content. It is recursive: an owner may hold it across several
+// controller calls that must look like one step. The selection, the filter and the change signal
+// belong to the main loop.
 
 #include <algorithm>
 #include <cstddef>
@@ -47,9 +49,13 @@ class ArrayController {
   std::function<void()> changed;
 
   std::recursive_mutex& contentLock() const { return lockSource_ ? lockSource_() : mutex_; }
-  const Content& content() const { return content_; }
+  Content content() const {
+    std::lock_guard lock(contentLock());
+    return content_;
+  }
 
   Content arrangedObjects() const {
+    std::lock_guard lock(contentLock());
     Content arranged;
     arranged.reserve(content_.size());
     for (const auto& object : content_)
@@ -93,10 +99,18 @@ class ArrayController {
     return true;
   }
   void setContent(Content content) {
-    {
-      std::lock_guard lock(contentLock());
-      content_ = std::move(content);
-    }
+    replaceContent(std::move(content));
+    contentReplaced();
+  }
+  // From any thread: the content becomes `content` at once. The selection and the views follow
+  // when the main loop calls contentReplaced(); until then the selection shows only what the new
+  // content holds.
+  void replaceContent(Content content) {
+    std::lock_guard lock(contentLock());
+    content_ = std::move(content);
+  }
+  // On the main loop, after a replacement: the selection starts afresh and the views are told.
+  void contentReplaced() {
     selection_.clear();
     notify();
   }

@@ -151,6 +151,8 @@ class HXController : public AppsLibraryHolder {
   void refreshView();
 
   void showMainWindow() override;
+  void setAppsLibrary(std::vector<std::shared_ptr<HXApplication>> apps) override;
+  void setFilterPredicate(std::optional<std::string> predicate) override;
 
  private:
   std::shared_ptr<HXApplication> singleSelectedApp() const;

@@ -22,7 +22,7 @@ class AppsLibraryHolder {
   // loop only under the library's lock (Globals::appsLibraryLock).
   std::vector<std::shared_ptr<HXApplication>> appsLibrary;
   // The filter of the apps' list: "self.appIsSystemBinary == 0" while system binaries are
-  // hidden, none otherwise.
+  // hidden, none otherwise. The main loop's: the grid reads it there.
   std::optional<std::string> filterPredicate;
 
   virtual void updateToolbarLeds() {}
@@ -36,6 +36,13 @@ class AppsLibraryHolder {
   // hands the new list to the mirror and the daemon.
   virtual void removeAllXPCServices();
   static bool isXPCService(const HXApplication& app);
+
+  // Replaces the whole library, as an import does: on the synchronised queue, with the library's
+  // lock held. The library controller replaces its list's content, and its view and selection
+  // follow on the main loop.
+  virtual void setAppsLibrary(std::vector<std::shared_ptr<HXApplication>> apps) { appsLibrary = std::move(apps); }
+  // Sets the filter of the apps' list, on the main loop; the library controller redraws its grid.
+  virtual void setFilterPredicate(std::optional<std::string> predicate) { filterPredicate = std::move(predicate); }
 };
 
 class ExclusionsLibraryHolder {
