@@ -124,9 +124,9 @@ class Composition {
   HXConfiguration configuration;
 
   // The decision of each request, and the way answers come back from the alert.
+  AlertAnswers alertAnswers;
   DecisionContext decisionContext;
   HXNotifyController notifyController;
-  AlertAnswers alertAnswers{globals};
 
   AppDelegate appDelegate;
 

@@ -2,12 +2,14 @@
 // The program-wide state: one object made by the composition and handed to the controllers
 // by reference. Members carry the names the rest of the system knows them by. Flags that one
 // thread writes while another reads are atomics; the request-side lists are guarded by the queue
-// discipline (at most one request open, the synchronised queue held meanwhile).
+// discipline (at most one request open, the synchronised queue held meanwhile), except the apps
+// library and its mirror, which have a lock of their own.
 
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,13 @@ struct Globals {
 
   // The process-wide mirror of the apps library, written on the synchronised queue.
   std::vector<std::shared_ptr<HXApplication>> globalAppsArray;
+  // The lock of the apps library, of this mirror and of the lists and strings of their apps. The
+  // main loop edits them while the synchronised queue snapshots, sends and checks requests
+  // against them, so both sides hold it while they touch them: the library controller (for every
+  // change of its list), the rule check, the configuration and the preferences. Recursive, so
+  // that a holder may call code that takes it again. Held for in-memory work only, never across
+  // a wait on a queue or on the main loop.
+  mutable std::recursive_mutex appsLibraryLock;
   // The mirrors of the managed folders and the global rules, written on the synchronised queue.
   std::vector<std::shared_ptr<HXExclusion>> globalExclusionsArray;
   std::vector<std::shared_ptr<HXManagedRecords>> globalRecordsArray;

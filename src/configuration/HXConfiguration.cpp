@@ -68,7 +68,7 @@ void HXConfiguration::onQueue(const std::function<void()>& work) {
 }
 
 void HXConfiguration::sendConf() {
-  std::lock_guard lock(links_.halvexcontroller.libraryLock());
+  std::lock_guard lock(links_.globals.appsLibraryLock);
   const auto& records = links_.recordscontroller.recordsLibrary;
   links_.distributedCenter.postNotificationName(
       kNewAppListReceived, kNewAppListReceivedObject,
@@ -95,14 +95,23 @@ void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool s
   links_.userDefaults.setColor("color3", user.colors.color3);
   links_.userDefaults.setColor("color4b", user.colors.color4b);
 
-  // Writes are not checked: a failed export is silent.
+  // The apps are read under the library's lock: the main loop may be editing them. Writes are
+  // not checked: a failed export is silent.
   if (!encodeConf) {
-    links_.fileSystem.writeFileAtomically(
-        path, plainConfigurationXml(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray,
-                                    g.globalAppsArray));
+    std::string xml;
+    {
+      std::lock_guard lock(g.appsLibraryLock);
+      xml = plainConfigurationXml(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray,
+                                  g.globalAppsArray);
+    }
+    links_.fileSystem.writeFileAtomically(path, xml);
     return;
   }
-  auto records = classRecords(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray);
+  plist::Array records;
+  {
+    std::lock_guard lock(g.appsLibraryLock);
+    records = classRecords(std::move(preferences), g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray);
+  }
   auto wrapper = encodedConfiguration(records, g.version);
   if (sendDaemon) {
     links_.distributedCenter.postNotificationName(kWriteHalvexConfiguration, kWriteHalvexConfigurationObject, wrapper);
@@ -137,11 +146,10 @@ void HXConfiguration::importNow(const std::string& path) {
   progr.hidden = false;
   g.enableNotifications = false;
 
-  // The apps. The main loop may be reading the library meanwhile.
-  std::unique_lock<std::recursive_mutex> libraryLock;
-  libraryLock = std::unique_lock(links_.halvexcontroller.libraryLock());
-  links_.halvexcontroller.appsLibrary.clear();
-  g.globalAppsArray.clear();
+  // The apps, made first; then the library (through its controller, so that the views follow)
+  // and its mirror are replaced in one step under the library's lock.
+  std::vector<std::shared_ptr<HXApplication>> apps;
+  apps.reserve(contents.apps.size());
   for (const auto& record : contents.apps) {
     const std::string appPath = repairedBundlePath(record.appPath, record.appIsBundle);
     auto app = HXApplication::initWithAppName(links_.rulesContext, record.appName, record.appBinaries,
@@ -158,10 +166,13 @@ void HXConfiguration::importNow(const std::string& path) {
     app->appLocalizedName = AttributedString::aligned(shown, TextAlignment::left);
     app->appLocalizedNameCentered = AttributedString::aligned(shown, TextAlignment::center);
     app->appIsBlockedOrAllowed = record.appIsBlockedOrAllowed;
-    links_.halvexcontroller.appsLibrary.push_back(app);
-    g.globalAppsArray.push_back(std::move(app));
+    apps.push_back(std::move(app));
   }
-  if (libraryLock) libraryLock.unlock();
+  {
+    std::lock_guard libraryLock(g.appsLibraryLock);
+    g.globalAppsArray = apps;
+    links_.halvexcontroller.setAppsLibrary(std::move(apps));
+  }
 
   // The preferences: a later record wins for what it holds.
   bool oldConfiguration = false;
@@ -206,9 +217,11 @@ void HXConfiguration::importNow(const std::string& path) {
   postOptionMessage(links_.distributedCenter, optionmessages::kXpcOption, "automaticXPC", g.automaticXPC);
   links_.halvexcontroller.updateColorsInPopover();
   links_.halvexcontroller.updateAllAppsLabelsColors();
-  if (user.hideSystemBinaries) links_.halvexcontroller.filterPredicate = kHideSystemBinariesPredicate;
 
-  links_.globals.mainLoop.post([this] {
+  // The filter is the grid's, which lives on the main loop.
+  const bool hideSystemBinaries = user.hideSystemBinaries;
+  links_.globals.mainLoop.post([this, hideSystemBinaries] {
+    if (hideSystemBinaries) links_.halvexcontroller.setFilterPredicate(kHideSystemBinariesPredicate);
     progr.animating = false;
     progr.hidden = true;
   });

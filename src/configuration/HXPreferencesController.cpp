@@ -1,7 +1,5 @@
 #include "configuration/HXPreferencesController.h"
 
-#include <algorithm>
-
 #include "rules/HXApplication.h"
 #include "configuration/HXConfiguration.h"
 #include "configuration/HXPreferences.h"
@@ -155,8 +153,8 @@ void HXPreferencesController::changeHideSysBinaries() {
   const bool on = view.hideSysBinariesBtn.state;
   links_.globals.preferences.updateUser([&](UserPreferences& u) { u.hideSystemBinaries = on; });
   links_.userDefaults.setBool("hideSystemBinaries", on);
-  if (on) links_.halvexcontroller.filterPredicate = kHideSystemBinariesPredicate;
-  else links_.halvexcontroller.filterPredicate.reset();
+  links_.halvexcontroller.setFilterPredicate(on ? std::optional<std::string>(kHideSystemBinariesPredicate)
+                                                : std::nullopt);
   notify();
 }
 
@@ -280,23 +278,13 @@ void HXPreferencesController::resetUserDefaults() {
 
 void HXPreferencesController::removeAllXPCServices() {
   if (links_.globals.notificationOnScreen) return;
-  auto isService = [](const std::shared_ptr<HXApplication>& app) {
-    return app->appPath.find(".xpc/Contents") != std::string::npos;
-  };
-  std::vector<std::shared_ptr<HXApplication>> remaining;
-  {
-    std::lock_guard lock(links_.halvexcontroller.libraryLock());
-    auto& library = links_.halvexcontroller.appsLibrary;
-    library.erase(std::remove_if(library.begin(), library.end(), isService), library.end());
-    remaining = library;
-  }
-  links_.globals.synchronizedNotification.asyncBarrier(
-      [this, apps = std::move(remaining)] { links_.globals.globalAppsArray = apps; });
+  // The library's own operation: through its list, then the snapshot and the send.
+  links_.halvexcontroller.removeAllXPCServices();
 }
 
 void HXPreferencesController::updateManagedAppsSignatures() {
   links_.globals.synchronizedNotification.asyncBarrier([this] {
-    std::lock_guard lock(links_.halvexcontroller.libraryLock());
+    std::lock_guard lock(links_.globals.appsLibraryLock);
     for (const auto& app : links_.halvexcontroller.appsLibrary) app->getSignatureInfo();
     links_.globals.globalAppsArray = links_.halvexcontroller.appsLibrary;
     links_.sendConf();

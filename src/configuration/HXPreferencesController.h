@@ -148,7 +148,7 @@ class HXPreferencesController {
   void sendToDaemonManageRootOption();
   void sendToDaemonManageXPCOption();
   // Drops from the library every app whose path lies inside an XPC service, unless an alert is on
-  // screen; globalAppsArray follows.
+  // screen, by the library's own operation: globalAppsArray and the daemon follow.
   void removeAllXPCServices();
   // On the synchronised queue: the signature facts of every app afresh, the library copied to
   // globalAppsArray, and the configuration sent.

@@ -12,6 +12,7 @@ namespace halvex {
 
 class managesocketagent;
 class AlertPresenter;
+class AlertAnswers;
 struct RulesContext;
 
 struct DecisionContext {
@@ -20,6 +21,8 @@ struct DecisionContext {
   ProcessControl& process;
   const RulesContext& rulesContext;
   AlertPresenter& alertPresenter;
+  // Where an open alert is found by its answer.
+  AlertAnswers& alertAnswers;
   // With the debug flag set, the intake prints what it derived of each request.
   const LineLogger& logger;
 };

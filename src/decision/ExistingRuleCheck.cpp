@@ -1,7 +1,13 @@
 // The check of a request against the rules of the managed apps. Candidates are found by loose
 // substring tests and known apps by exact ones; the two need not agree, and that looseness is
 // part of the behaviour.
+//
+// The main loop edits the apps (their states, entries and the library's order) while the check
+// runs on the synchronised queue, so the check holds the library's lock while it reads the
+// mirror and the apps and while it adds a quiet app's address. The request is finished, or handed
+// to the alert, after the lock has been let go.
 
+#include <mutex>
 #include <string>
 
 #include "decision/HXNotifyWindowController.h"
@@ -26,18 +32,25 @@ std::string withoutMarks(const std::string& rule) {
 }  // namespace
 
 void HXNotifyWindowController::checkExistingRules() {
+  if (answerByRules()) {
+    resumeQueue(parameters.tagNotify);
+    return;
+  }
+  openAlert();
+}
+
+bool HXNotifyWindowController::answerByRules() {
   const std::string& path = parameters.processName;
   bool answered = false;
+  std::lock_guard lock(context_.globals.appsLibraryLock);
 
-  // A copy: the list is the queue's, but the check must not depend on it staying put.
   std::vector<std::shared_ptr<HXApplication>> candidates;
   for (const auto& app : context_.globals.globalAppsArray)
     if (contains(path, app->appName)) candidates.push_back(app);
 
   for (const auto& app : candidates) {
-    const std::vector<std::string> binaries = app->appBinaries;
-    for (const auto& binary : binaries) {
-      // Read afresh for every binary: the main loop may change it meanwhile.
+    for (const auto& binary : app->appBinaries) {
+      // Read afresh for every binary: a quiet time's end or an alert may change it meanwhile.
       const std::int64_t state = app->appIsBlockedOrAllowed;
       if (state >= 0 && state <= 3) {
         if (contains(path, binary)) {
@@ -45,28 +58,23 @@ void HXNotifyWindowController::checkExistingRules() {
           answered = true;
         }
       } else if (state == 4 && contains(path, binary)) {
-        const std::vector<std::string> rules = app->appMatches;
-        for (const auto& rule : rules) answered = walkRule(rule, state) || answered;
+        for (const auto& rule : app->appMatches) answered = walkRule(rule, state) || answered;
       }
     }
   }
-
-  if (answered) {
-    resumeQueue(parameters.tagNotify);
-    return;
-  }
+  if (answered) return true;
 
   if (auto known = getAppFromGlobalArray(path)) {
     if (known->appIsQuietPass) {
       answerQuiet(*known, '@');
-      return;
+      return true;
     }
     if (known->appIsQuietBlock) {
       answerQuiet(*known, '#');
-      return;
+      return true;
     }
   }
-  openAlert();
+  return false;
 }
 
 bool HXNotifyWindowController::walkRule(const std::string& rule, std::int64_t state) {
@@ -98,7 +106,6 @@ void HXNotifyWindowController::answerQuiet(HXApplication& app, char kind) {
   bool present = false;
   for (const auto& entry : app.appMatches) present = present || entry == rule;
   if (!present) app.appMatches.push_back(rule);
-  resumeQueue(parameters.tagNotify);
 }
 
 }  // namespace halvex

@@ -1,5 +1,8 @@
 #include "decision/HXNotifyWindowController.h"
 
+#include <mutex>
+
+#include "decision/AlertAnswers.h"
 #include "decision/AlertPresenter.h"
 #include "link/managesocketagent.h"
 #include "rules/AppPaths.h"
@@ -53,7 +56,10 @@ void HXNotifyWindowController::passAndLearn() {
     if (!self->appExistsInGlobalArray(self->parameters.processName)) {
       auto app = generateHXApplication(self->context_.rulesContext, 0, self->parameters.processName);
       app->appIsPersistent = true;
-      globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app);
+      {
+        std::lock_guard lock(globals.appsLibraryLock);
+        globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app);
+      }
       globals.notificationCenter.post("copyArrayAppLibrary");
     }
     self->resumeQueue(self->parameters.tagNotify);
@@ -77,6 +83,7 @@ void HXNotifyWindowController::openAlert() {
   context_.globals.mainLoop.post([self] {
     self->context_.globals.notificationOnScreen = true;
     self->alertOpen_ = true;
+    self->context_.alertAnswers.opened(self, self->parameters.tagNotify);
     self->context_.alertPresenter.mostra(Alert{self->parameters});
   });
 }
@@ -85,6 +92,7 @@ bool HXNotifyWindowController::answer(const AlertAnswer& answer) {
   // Exactly one ending: whichever comes first in the loop turn wins, the rest find it closed.
   if (!alertOpen_.exchange(false)) return false;
   auto self = shared_from_this();
+  context_.alertAnswers.closed(parameters.tagNotify);
   selection_ = answer;
   const std::string verdict = answer.pass ? "pass" : "block";
   switch (answer.scope) {
@@ -103,6 +111,8 @@ void HXNotifyWindowController::sendUserChoice(std::int64_t choice, std::optional
                                               bool isAuto, const std::string& subnet) {
   auto& globals = context_.globals;
   const std::string& path = parameters.processName;
+  // The app and the mirror change here, on the main loop, while readers elsewhere hold the lock.
+  std::lock_guard lock(globals.appsLibraryLock);
 
   if (choice == 0 || choice == 1) {
     const bool known = appExistsInGlobalArray(path);
@@ -182,6 +192,7 @@ bool HXNotifyWindowController::appExistsInGlobalArray(const std::string& path) c
 }
 
 std::shared_ptr<HXApplication> HXNotifyWindowController::getAppFromGlobalArray(const std::string& path) const {
+  std::lock_guard lock(context_.globals.appsLibraryLock);
   return findAppForPath(context_.globals.globalAppsArray, path);
 }
 

@@ -46,7 +46,6 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   void sendUserChoice(std::int64_t choice, std::optional<std::string> action, std::optional<std::string> iporport,
                       const std::string& timervalue, bool isAuto, const std::string& subnet);
 
-  bool alertIsOpen() const { return alertOpen_.load(); }
 
   Request parameters;
 
@@ -56,8 +55,12 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
  private:
   void applyResponsibleApp();
   void passAndLearn();
+  // The replies the rules of the managed apps give, and a quiet app's answer; true when the
+  // request has been answered. Under the library's lock.
+  bool answerByRules();
   // The tests of one rule string of an app in state 4; true when a reply went out.
   bool walkRule(const std::string& rule, std::int64_t state);
+  // Answers for an app in quiet time and remembers the address; the caller ends the request.
   void answerQuiet(HXApplication& app, char kind);
   void openAlert();
   void applyAppDuration(HXApplication& app, bool isAuto) const;

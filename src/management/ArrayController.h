@@ -4,9 +4,12 @@
 // arranged objects), keeps a selection of objects, and raises one change signal after each
 // change.
 //
-// The content is changed on the main loop only. Background tasks may read it, so every change of
-// the content is made under the controller's lock, which the readers take too. The lock is
-// recursive: an owner may hold it across several controller calls that must look like one step.
+// The content is changed on the main loop, except for a whole replacement (replaceContent), which
+// may come from another thread. Background tasks read it, so every change and every read of the
+// content is made under the content lock. The lock is the controller's own, or one its owner
+// shares with other readers of the content. It is recursive: an owner may hold it across several
+// controller calls that must look like one step. The selection, the filter and the change signal
+// belong to the main loop.
 
 #include <algorithm>
 #include <cstddef>
@@ -27,7 +30,11 @@ class ArrayController {
   using Content = std::vector<Object>;
   using Filter = std::function<bool(const T&)>;
 
+  using LockSource = std::function<std::recursive_mutex&()>;
+
   explicit ArrayController(Content& content) : content_(content) {}
+  // The content is guarded by the lock `lock` answers, asked for at each use.
+  ArrayController(Content& content, LockSource lock) : content_(content), lockSource_(std::move(lock)) {}
   ArrayController(const ArrayController&) = delete;
   ArrayController& operator=(const ArrayController&) = delete;
 
@@ -43,10 +50,14 @@ class ArrayController {
   // Raised after every change of the content, the selection or the filter.
   Signal<> changed;
 
-  std::recursive_mutex& contentLock() const { return mutex_; }
-  const Content& content() const { return content_; }
+  std::recursive_mutex& contentLock() const { return lockSource_ ? lockSource_() : mutex_; }
+  Content content() const {
+    std::lock_guard lock(contentLock());
+    return content_;
+  }
 
   Content arrangedObjects() const {
+    std::lock_guard lock(contentLock());
     Content arranged;
     arranged.reserve(content_.size());
     for (const auto& object : content_)
@@ -57,7 +68,7 @@ class ArrayController {
   void addObject(Object object) { addObjects({std::move(object)}); }
   void addObjects(const Content& objects) {
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       content_.insert(content_.end(), objects.begin(), objects.end());
     }
     if (selectsInsertedObjects) selectObjects(objects);
@@ -68,7 +79,7 @@ class ArrayController {
   void insertObject(Object object, std::size_t atArrangedObjectIndex) {
     const Content arranged = arrangedObjects();
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       auto where = content_.end();
       if (atArrangedObjectIndex < arranged.size())
         where = std::find(content_.begin(), content_.end(), arranged[atArrangedObjectIndex]);
@@ -80,7 +91,7 @@ class ArrayController {
   // Removes the first occurrence of the object; an object not in the content changes nothing.
   bool removeObject(const Object& object) {
     {
-      std::lock_guard lock(mutex_);
+      std::lock_guard lock(contentLock());
       auto it = std::find(content_.begin(), content_.end(), object);
       if (it == content_.end()) return false;
       content_.erase(it);
@@ -90,10 +101,18 @@ class ArrayController {
     return true;
   }
   void setContent(Content content) {
-    {
-      std::lock_guard lock(mutex_);
-      content_ = std::move(content);
-    }
+    replaceContent(std::move(content));
+    contentReplaced();
+  }
+  // From any thread: the content becomes `content` at once. The selection and the views follow
+  // when the main loop calls contentReplaced(); until then the selection shows only what the new
+  // content holds.
+  void replaceContent(Content content) {
+    std::lock_guard lock(contentLock());
+    content_ = std::move(content);
+  }
+  // On the main loop, after a replacement: the selection starts afresh and the views are told.
+  void contentReplaced() {
     selection_.clear();
     notify();
   }
@@ -139,6 +158,7 @@ class ArrayController {
   }
 
   Content& content_;
+  LockSource lockSource_;
   mutable std::recursive_mutex mutex_;
   Filter filter_;
   Content selection_;

@@ -98,6 +98,8 @@ std::shared_ptr<HXApplication> HXController::generateHXApplication(std::int64_t 
   return halvex::generateHXApplication(links_.rulesContext, rule, applicationPath);
 }
 
+std::recursive_mutex& HXController::libraryLock() const { return links_.globals.appsLibraryLock; }
+
 // ---- Endings ----
 
 void HXController::snapshotAndSend() {
@@ -248,7 +250,7 @@ void HXController::removeAllXPCServices() {
   if (links_.globals.notificationOnScreen) return;
   const auto content = appsLibraryController.content();
   for (const auto& app : content)
-    if (app->appPath.find(".xpc/Contents") != std::string::npos) appsLibraryController.removeObject(app);
+    if (isXPCService(*app)) appsLibraryController.removeObject(app);
   snapshotAndSend();
 }
 
@@ -450,10 +452,10 @@ bool HXController::acceptDrop(std::size_t index) {
   // The app leaves its place first, so a place behind it moves up by one.
   if (*selection < index) --index;
   {
-    // One step for the readers of the library: never without the moved app.
+    // One step for the readers of the library: never without the moved app. An import may have
+    // replaced the list meanwhile; then the app is no longer there to move.
     LibraryGuard lock(libraryLock());
-    appsLibraryController.removeObject(app);
-    appsLibraryController.insertObject(app, index);
+    if (appsLibraryController.removeObject(app)) appsLibraryController.insertObject(app, index);
   }
   snapshotAndSend();
   return true;
@@ -471,6 +473,18 @@ void HXController::applyFilter() {
   if (links_.globals.preferences.user().hideSystemBinaries) filterPredicate = kHideSystemBinariesPredicate;
   else filterPredicate.reset();
   refreshView();
+}
+
+void HXController::setFilterPredicate(std::optional<std::string> predicate) {
+  filterPredicate = std::move(predicate);
+  refreshView();
+}
+
+void HXController::setAppsLibrary(std::vector<std::shared_ptr<HXApplication>> apps) {
+  // The readers on the queue see the new list at once; the selection and the grid are the main
+  // loop's, and follow there.
+  appsLibraryController.replaceContent(std::move(apps));
+  links_.globals.mainLoop.post([this] { appsLibraryController.contentReplaced(); });
 }
 
 void HXController::showMainWindow() {

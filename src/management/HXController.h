@@ -6,10 +6,10 @@
 //
 // Threads. Operations run on the main loop. The endings run as barrier tasks on the synchronised
 // queue: the snapshot (globalAppsArray becomes a copy of the library) and sendConf, and the
-// expiry of a timed rule. The library and the fields of its apps are read there while the main
-// loop may be changing them, so both sides hold the controller's content lock while they touch
-// them. Code outside this class that reads the library off the main loop takes the same lock
-// (libraryLock()).
+// expiry of a timed rule. The library and the fields of its apps are read there, and checked
+// against requests, while the main loop may be changing them, so every side holds the library's
+// lock (Globals::appsLibraryLock, libraryLock() here) while it touches them; the list controller
+// guards its content with the same lock.
 
 #include <cstddef>
 #include <cstdint>
@@ -82,7 +82,8 @@ class HXController : public AppsLibraryHolder {
   // Redraws the rule popover of the selected app (the popover's owner sets it).
   std::function<void()> drawAppPopover;
 
-  ArrayController<HXApplication> appsLibraryController{appsLibrary};
+  ArrayController<HXApplication> appsLibraryController{appsLibrary,
+                                                       [this]() -> std::recursive_mutex& { return libraryLock(); }};
 
   // Kept for the view; nothing counts.
   std::int64_t totalHits = 0;
@@ -94,7 +95,7 @@ class HXController : public AppsLibraryHolder {
   // Raised after every change of `appsGrid`, on the main loop.
   Signal<> changed;
 
-  std::recursive_mutex& libraryLock() const override { return appsLibraryController.contentLock(); }
+  std::recursive_mutex& libraryLock() const;
 
   // A new entry for the path with the given rule state, in no list yet.
   std::shared_ptr<HXApplication> generateHXApplication(std::int64_t rule, const std::string& applicationPath) const;
@@ -118,7 +119,7 @@ class HXController : public AppsLibraryHolder {
   void emptyall();
 
   // On the whole list.
-  void removeAllXPCServices();
+  void removeAllXPCServices() override;
   void makeYellowAppsTurnGreenButPreserveAllMatches();
   void turnAllAppsWithMatchesFromGreenToYellow();
   void silenceNotifications();
@@ -151,6 +152,8 @@ class HXController : public AppsLibraryHolder {
   void refreshView();
 
   void showMainWindow() override;
+  void setAppsLibrary(std::vector<std::shared_ptr<HXApplication>> apps) override;
+  void setFilterPredicate(std::optional<std::string> predicate) override;
 
  private:
   std::shared_ptr<HXApplication> singleSelectedApp() const;

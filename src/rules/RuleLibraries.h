@@ -5,7 +5,6 @@
 // what a program without those views (and a test) needs.
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,10 +18,11 @@ class HXManagedRecords;
 class AppsLibraryHolder {
  public:
   virtual ~AppsLibraryHolder() = default;
-  // The library the apps views show, the master of globalAppsArray.
+  // The library the apps views show, the master of globalAppsArray. Read and changed off the main
+  // loop only under the library's lock (Globals::appsLibraryLock).
   std::vector<std::shared_ptr<HXApplication>> appsLibrary;
   // The filter of the apps' list: "self.appIsSystemBinary == 0" while system binaries are
-  // hidden, none otherwise.
+  // hidden, none otherwise. The main loop's: the grid reads it there.
   std::optional<std::string> filterPredicate;
 
   virtual void updateToolbarLeds() {}
@@ -31,12 +31,18 @@ class AppsLibraryHolder {
   // Brings the main window to the front, as the parent of a sheet.
   virtual void showMainWindow() {}
 
-  // Held by whoever reads or changes the library off the main loop, and by the main loop while it
-  // changes it. Recursive, so that a holder may call code that takes it again.
-  virtual std::recursive_mutex& libraryLock() const { return lock_; }
+  // Drops every app whose path lies inside an XPC service. A plain holder drops them from its
+  // list; the library controller does it through its list, unless an alert is on screen, and
+  // hands the new list to the mirror and the daemon.
+  virtual void removeAllXPCServices();
+  static bool isXPCService(const HXApplication& app);
 
- private:
-  mutable std::recursive_mutex lock_;
+  // Replaces the whole library, as an import does: on the synchronised queue, with the library's
+  // lock held. The library controller replaces its list's content, and its view and selection
+  // follow on the main loop.
+  virtual void setAppsLibrary(std::vector<std::shared_ptr<HXApplication>> apps) { appsLibrary = std::move(apps); }
+  // Sets the filter of the apps' list, on the main loop; the library controller redraws its grid.
+  virtual void setFilterPredicate(std::optional<std::string> predicate) { filterPredicate = std::move(predicate); }
 };
 
 class ExclusionsLibraryHolder {

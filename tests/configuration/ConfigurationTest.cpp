@@ -257,12 +257,15 @@ TEST_F(ConfigurationTest, AnOldConfigurationAsksAboutAutomaticXpcAndEnableRemove
     const auto xpc = world.posted("xpcOption");
     if (button == 1000) {
       EXPECT_TRUE(world.globals.automaticXPC);
-      EXPECT_EQ(world.appNames(), std::vector<std::string>{"curl"});
+      // The holder's list; the mirror and the daemon follow through the library controller
+      // (LibraryFromOutside).
+      ASSERT_EQ(world.apps.appsLibrary.size(), 1u);
+      EXPECT_EQ(world.apps.appsLibrary.front()->appName, "curl");
       ASSERT_EQ(xpc.size(), 2u);
       EXPECT_EQ(xpc.back().userInfo, (Dictionary{{"automaticXPC", Value(true)}}));
     } else {
       EXPECT_FALSE(world.globals.automaticXPC);
-      EXPECT_EQ(world.appNames().size(), 2u);
+      EXPECT_EQ(world.apps.appsLibrary.size(), 2u);
       EXPECT_EQ(xpc.size(), 1u);
     }
   }

@@ -2,6 +2,7 @@
 // The front end of a test: the virtual-time loop, scripted dialogs, and an alert presenter,
 // sound, clipboard and file showing that only record what they were asked.
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -15,9 +16,14 @@ namespace halvex::test {
 class RecordingAlerts final : public AlertPresenter {
  public:
   void mostra(const Alert& alert) override {
-    std::lock_guard lock(mutex_);
-    shown.push_back(alert);
+    {
+      std::lock_guard lock(mutex_);
+      shown.push_back(alert);
+    }
+    if (onShow) onShow(alert);
   }
+  // Runs at each opening, after it is recorded: a test's quick user.
+  std::function<void(const Alert&)> onShow;
   void close(const Alert& alert, const std::string& how, const std::string& replySuffix) override {
     std::lock_guard lock(mutex_);
     closed.push_back(alert.tag() + " " + how + replySuffix);

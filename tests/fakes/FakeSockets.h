@@ -3,12 +3,14 @@
 // replies are recorded, and any step can be made to fail.
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/UnixDatagramSockets.h"
@@ -21,6 +23,8 @@ class FakeSockets final : public UnixDatagramSockets {
 
   bool failSocket = false, failSendBuffer = false, failReceiveBuffer = false, failBind = false;
   int sendError = 0;  // non-zero: every send fails with it
+  // How long each send takes, as a busy socket would; set before the channel is used.
+  std::chrono::microseconds sendDelay{0};
 
   // The order of the operations as they were called, e.g. "unlink /a", "bind /a".
   std::vector<std::string> calls;
@@ -48,6 +52,10 @@ class FakeSockets final : public UnixDatagramSockets {
   std::vector<std::size_t> sentSizes() const {
     std::lock_guard lock(mutex_);
     return sentSizes_;
+  }
+  std::size_t sentCount() const {
+    std::lock_guard lock(mutex_);
+    return sent_.size();
   }
 
   int openSocket(int& error) override {
@@ -81,6 +89,7 @@ class FakeSockets final : public UnixDatagramSockets {
     return static_cast<long>(n);
   }
   long sendTo(int, const char* buffer, std::size_t size, const std::string&, int& error) override {
+    if (sendDelay.count() > 0) std::this_thread::sleep_for(sendDelay);
     std::lock_guard lock(mutex_);
     if (sendError) {
       error = sendError;
