@@ -4,6 +4,7 @@
 // controller linked as the program links them.
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,8 @@ struct DaemonApp {
 struct LibraryWorld {
   LibraryWorld()
       : channel(sockets, processInfo, processes, logger, bridge, "/agent", "/daemon"),
-        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults}),
+        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults,
+                                             [this](const FilePanelRequest& r) { return filePanel(r); }}),
         controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
     context.mainLoop = &loop;
     context.notificationCenter = &globals.notificationCenter;
@@ -118,6 +120,14 @@ struct LibraryWorld {
   Paths paths{PathEnvironment{}};
   UserDefaults defaults{files, "/home/u/.config/halvex/defaults.plist"};
   DragSession drag;
+  // The file panels of the configuration's file actions: each is recorded, and answered with
+  // `panelAnswer` (nothing: Cancel).
+  std::vector<FilePanelRequest> panels;
+  std::optional<std::string> panelAnswer;
+  std::optional<std::string> filePanel(const FilePanelRequest& request) {
+    panels.push_back(request);
+    return panelAnswer;
+  }
   BridgeClassHalvex bridge{globals.synchronizedNotification, [](const std::string&) {}};
   managesocketagent channel;
   HXConfiguration configuration;
