@@ -36,8 +36,8 @@ struct DaemonApp {
 struct LibraryWorld {
   LibraryWorld()
       : channel(sockets, processInfo, processes, logger, bridge, "/agent", "/daemon"),
-        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults,
-                                             [this](const FilePanelRequest& r) { return filePanel(r); }}),
+        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context,
+                                             defaults, [this](const FilePanelRequest& r) { return filePanel(r); }}),
         controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
     context.mainLoop = &loop;
     context.notificationCenter = &globals.notificationCenter;

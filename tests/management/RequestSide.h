@@ -68,7 +68,8 @@ struct RequestSide {
   TestAlerts alerts{w.globals};
   DecisionContext context{w.globals, w.channel, w.processes, &w.context, &alerts};
   HXNotifyController intake{context, 501};
-  BridgeClassHalvex bridge{w.globals.synchronizedNotification, [this](const std::string& line) { intake.addRequest(line); }};
+  BridgeClassHalvex bridge{w.globals.synchronizedNotification,
+                           [this](const std::string& line) { intake.addRequest(line); }};
 };
 
 }  // namespace halvex::test
