@@ -49,11 +49,23 @@ HXConfiguration::HXConfiguration(Links links) : links_(std::move(links)) {
 
 HXConfiguration::~HXConfiguration() { links_.globals.notificationCenter.removeObserver(customPresetObserver_); }
 
-void HXConfiguration::onQueue(const std::function<void()>& work) {
+bool HXConfiguration::requestHoldsQueue() const {
+  const auto& g = links_.globals;
+  return g.notificationOnScreen || g.synchronizedNotification.suspendCount() > 0;
+}
+
+bool HXConfiguration::onQueue(const char* what, const std::function<void()>& work) {
   auto& queue = links_.globals.synchronizedNotification;
   if (queue.isCurrent()) {
     work();
-    return;
+    return true;
+  }
+  // An open request holds the queue until it is answered, and its answer needs the main loop (the
+  // alert, or the learning of the app with alerts off): the main loop must not wait for the queue
+  // then, or the agent stops.
+  if (links_.globals.mainLoop.isLoopThread() && requestHoldsQueue()) {
+    links_.logger.log(std::string("[HALVEX AGENT] ") + what + " refused while a request is open");
+    return false;
   }
   // The caller waits, so whatever escapes the block is the caller's to see.
   std::exception_ptr escaped;
@@ -65,6 +77,7 @@ void HXConfiguration::onQueue(const std::function<void()>& work) {
     }
   });
   if (escaped) std::rethrow_exception(escaped);
+  return true;
 }
 
 void HXConfiguration::sendConf() {
@@ -81,7 +94,7 @@ void HXConfiguration::exportConf(const std::string& path, bool encodeConf, bool 
     exportNow(path, encodeConf, sendDaemon);
     return;
   }
-  onQueue([&] { exportNow(path, encodeConf, sendDaemon); });
+  onQueue("export", [&] { exportNow(path, encodeConf, sendDaemon); });
 }
 
 void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool sendDaemon) {
@@ -121,7 +134,7 @@ void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool s
 }
 
 void HXConfiguration::importConf(const std::string& path, bool /*decodeConf*/) {
-  onQueue([&] { importNow(path); });
+  onQueue("import", [&] { importNow(path); });
 }
 
 void HXConfiguration::importNow(const std::string& path) {
@@ -304,18 +317,22 @@ void HXConfiguration::readUserDefaults() {
 }
 
 void HXConfiguration::exportConfToFile() {
+  if (requestHoldsQueue()) return;
   if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true})) exportConf(*path, false, false, false);
 }
 
 void HXConfiguration::exportEncodedConfToFile() {
+  if (requestHoldsQueue()) return;
   if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true})) exportConf(*path, true, false, false);
 }
 
 void HXConfiguration::importConfFromFile() {
+  if (requestHoldsQueue()) return;
   if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false})) importConf(*path, false);
 }
 
 void HXConfiguration::importEncodedConfFromFile() {
+  if (requestHoldsQueue()) return;
   if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false})) importConf(*path, true);
 }
 

@@ -79,6 +79,9 @@ class HXConfiguration {
   // daemon: writeHalvexConfiguration is posted and no file is written (callers give "_"). Unless
   // `exitAgent`, the work is a barrier block on the synchronised queue, waited for; with it, it
   // runs at once on the calling thread.
+  //
+  // Exports and imports that wait for the queue are refused on the main loop while a request is
+  // open (requestHoldsQueue): the request's answer needs the main loop.
   void exportConf(const std::string& path, bool encodeConf, bool sendDaemon, bool exitAgent);
 
   // Reads a snapshot of either form into the live state, on the synchronised queue, waited for.
@@ -93,7 +96,11 @@ class HXConfiguration {
   // Reads the settings of the defaults database, a key at a time, into their variables.
   void readUserDefaults();
 
-  // The file actions of the menu: a save or open panel, then an export or import.
+  // An alert is on screen, or a request being decided holds the synchronised queue.
+  bool requestHoldsQueue() const;
+
+  // The file actions of the menu: a save or open panel, then an export or import. While a request
+  // is open they do nothing, and open no panel.
   void exportConfToFile();
   void exportEncodedConfToFile();
   void importConfFromFile();
@@ -101,7 +108,8 @@ class HXConfiguration {
   void loadCustomPreset(const std::string& presetPath);
 
  private:
-  void onQueue(const std::function<void()>& work);
+  // Runs `work` on the synchronised queue and waits for it; false when refused (see exportConf).
+  bool onQueue(const char* what, const std::function<void()>& work);
   void importNow(const std::string& path);
   void exportNow(const std::string& path, bool encodeConf, bool sendDaemon);
   void askAboutAutomaticXPC();

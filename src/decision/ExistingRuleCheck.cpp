@@ -50,7 +50,7 @@ bool HXNotifyWindowController::answerByRules() {
 
   for (const auto& app : candidates) {
     for (const auto& binary : app->appBinaries) {
-      // Read afresh for every binary: a quiet time's end or an alert may change it meanwhile.
+      // Read afresh for every binary: the state is atomic, and not every writer holds the lock.
       const std::int64_t state = app->appIsBlockedOrAllowed;
       if (state >= 0 && state <= 3) {
         if (contains(path, binary)) {

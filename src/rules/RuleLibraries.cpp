@@ -1,6 +1,7 @@
 #include "rules/RuleLibraries.h"
 
-#include <algorithm>
+#include <string>
+#include <vector>
 
 #include "rules/HXApplication.h"
 

@@ -31,7 +31,8 @@ class ScriptedDialogs final : public Dialogs {
     const auto response = next(alert);
     loop_.post([completion, response] { completion(response); });
   }
-  // File panels answer the next scripted path; with none left they are cancelled.
+  // File panels answer the next scripted path; with none left, `panelAnswer` (nothing: Cancel).
+  std::optional<std::string> panelAnswer;
   void scriptPanel(std::optional<std::string> path) {
     std::lock_guard lock(mutex_);
     panels_.push_back(std::move(path));
@@ -39,7 +40,7 @@ class ScriptedDialogs final : public Dialogs {
   std::optional<std::string> runFilePanel(const FilePanelRequest& panel) override {
     std::lock_guard lock(mutex_);
     panelTitles_.push_back(panel.title);
-    if (panels_.empty()) return std::nullopt;
+    if (panels_.empty()) return panelAnswer;
     auto path = panels_.front();
     panels_.pop_front();
     return path;

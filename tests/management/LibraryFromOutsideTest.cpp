@@ -5,10 +5,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <thread>
 
 #include "configuration/HXPreferences.h"
 #include "configuration/HXPreferencesController.h"
 #include "management/LibraryWorld.h"
+#include "management/RequestSide.h"
 
 namespace halvex::test {
 namespace {
@@ -131,6 +137,90 @@ TEST(LibraryFromOutside, ImportsOnTheQueueRaceNoRedrawOfTheGrid) {
   w.settle();
   EXPECT_EQ(w.gridNames(), (Names{"a", "svc"}));
   EXPECT_EQ(w.mirrorNames(), (Names{"a", "netd", "svc"}));
+}
+
+// Runs a front end's action on the main loop (this thread) while a request holds the queue. An
+// action that waited on the queue would hang the agent; here it ends the test process instead.
+void onMainLoopWithoutWaiting(const std::function<void()>& action) {
+  std::atomic<bool> returned{false};
+  std::thread watchdog([&] {
+    for (int i = 0; i < 500 && !returned; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    if (returned) return;
+    std::fprintf(stderr, "an action on the main loop waits on the queue a request holds\n");
+    std::abort();
+  });
+  action();
+  returned = true;
+  watchdog.join();
+}
+
+// Every action a front end has that waits on the synchronised queue: the file actions, a custom
+// preset's notification, and the two operations behind them.
+void exportAndImportEveryWay(LibraryWorld& w, const std::string& source) {
+  auto& c = w.configuration;
+  w.dialogs.panelAnswer = "/out/plain.plist";
+  onMainLoopWithoutWaiting([&] { c.exportConfToFile(); });
+  w.dialogs.panelAnswer = "/out/encoded.plist";
+  onMainLoopWithoutWaiting([&] { c.exportEncodedConfToFile(); });
+  onMainLoopWithoutWaiting([&] { c.exportConf("/out/direct.plist", true, false, false); });
+  w.dialogs.panelAnswer = source;
+  onMainLoopWithoutWaiting([&] { c.importConfFromFile(); });
+  onMainLoopWithoutWaiting([&] { c.importEncodedConfFromFile(); });
+  onMainLoopWithoutWaiting([&] {
+    w.globals.notificationCenter.post("loadCustomPreset", plist::Dictionary{{"presetPath", plist::Value(source)}});
+  });
+  onMainLoopWithoutWaiting([&] { c.importConf(source, true); });
+}
+
+TEST(LibraryFromOutside, ExportsAndImportsAreRefusedWhileAnAlertHoldsTheQueueAndWorkAfterIt) {
+  LibraryWorld w;
+  RequestSide side(w);
+  w.files.addFile("/conf", exportedConfiguration());
+  w.load("/opt/mine", 0);
+  w.globals.enableNotifications = true;
+  w.settle();
+  const auto listsBefore = w.appLists().size();
+
+  side.request(300, "/usr/bin/unknown");
+  ASSERT_TRUE(w.loop.waitAndRun()) << "the alert opens on the main loop";
+  ASSERT_TRUE(w.globals.notificationOnScreen);
+  exportAndImportEveryWay(w, "/conf");
+  EXPECT_TRUE(w.dialogs.panelTitles().empty()) << "no panel opens";
+  for (const char* file : {"/out/plain.plist", "/out/encoded.plist", "/out/direct.plist"})
+    EXPECT_FALSE(w.files.fileExists(file)) << file;
+  EXPECT_EQ(w.gridNames(), Names{"mine"});
+  EXPECT_EQ(w.mirrorNames(), Names{"mine"});
+  EXPECT_EQ(w.appLists().size(), listsBefore);
+  EXPECT_EQ(w.globals.synchronizedNotification.pendingCount(), 0u) << "nothing is left to run after the alert";
+
+  ASSERT_TRUE(side.answerOpen());
+  w.settle();
+  exportAndImportEveryWay(w, "/conf");
+  w.settle();
+  EXPECT_EQ(w.dialogs.panelTitles().size(), 4u);
+  for (const char* file : {"/out/plain.plist", "/out/encoded.plist", "/out/direct.plist"})
+    EXPECT_TRUE(w.files.fileExists(file)) << file;
+  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "svc"}));
+  EXPECT_GT(w.appLists().size(), listsBefore);
+}
+
+TEST(LibraryFromOutside, WithAlertsOffAnExportWaitsNotForARequestThatIsBeingLearnt) {
+  LibraryWorld w;
+  RequestSide side(w);
+  w.settle();
+  // With alerts off the request is passed and learnt on the main loop, the queue held meanwhile.
+  side.request(301, "/usr/bin/newcomer");
+  ASSERT_TRUE(w.loop.waitForPosted());
+  ASSERT_EQ(w.globals.synchronizedNotification.suspendCount(), 1);
+  w.dialogs.panelAnswer = "/out/plain.plist";
+  onMainLoopWithoutWaiting([&] { w.configuration.exportConfToFile(); });
+  EXPECT_FALSE(w.files.fileExists("/out/plain.plist"));
+
+  w.loop.runPending();  // the learning, which lets the queue go
+  w.settle();
+  EXPECT_EQ(w.gridNames(), Names{"newcomer"}) << "the request has been learnt";
+  w.configuration.exportConfToFile();
+  EXPECT_TRUE(w.files.fileExists("/out/plain.plist"));
 }
 
 }  // namespace
