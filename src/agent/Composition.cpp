@@ -44,7 +44,15 @@ RulesContext Composition::makeRulesContext() {
   };
 }
 
-Composition::~Composition() { channel.closeChannel(); }
+Composition::~Composition() {
+  // The queues' blocks use the members: they end first, the reader before the rest.
+  channel.closeChannel();
+  globals.recvDaemonQueue.stop();
+  globals.synchronizedNotification.stop();
+  signatureQueue.stop();
+  globals.globalBackground.stop();
+  globals.findFlag.stop();
+}
 
 void Composition::launch() {
   frontEnd.mainLoop.post([this] {

@@ -79,7 +79,7 @@ struct Ports {
 class Composition {
  public:
   Composition(Ports ports, FrontEnd frontEnd);
-  // Ends the request reader before the queues it runs on go.
+  // Ends the request reader and the queues before the members their blocks use go.
   ~Composition();
   Composition(const Composition&) = delete;
   Composition& operator=(const Composition&) = delete;

@@ -5,7 +5,9 @@ namespace halvex {
 ConcurrentQueue::ConcurrentQueue(std::string label, std::size_t maxThreads)
     : label_(std::move(label)), maxThreads_(maxThreads == 0 ? 1 : maxThreads) {}
 
-ConcurrentQueue::~ConcurrentQueue() {
+ConcurrentQueue::~ConcurrentQueue() { stop(); }
+
+void ConcurrentQueue::stop() {
   std::vector<std::thread> workers;
   {
     std::lock_guard lock(mutex_);
@@ -18,6 +20,7 @@ ConcurrentQueue::~ConcurrentQueue() {
 
 void ConcurrentQueue::async(Task task) {
   std::lock_guard lock(mutex_);
+  if (stopping_) return;
   tasks_.push_back(std::move(task));
   if (idle_ + starting_ < tasks_.size() && workers_.size() < maxThreads_) {
     ++starting_;

@@ -23,6 +23,9 @@ class ConcurrentQueue {
   explicit ConcurrentQueue(std::string label, std::size_t maxThreads = SIZE_MAX);
   // Waits for the running blocks: whoever starts a block that never ends must end it first.
   ~ConcurrentQueue();
+  // Runs what was queued, then ends the workers; later blocks are dropped. Whoever owns what the
+  // blocks use stops the queue before it lets that go.
+  void stop();
   ConcurrentQueue(const ConcurrentQueue&) = delete;
   ConcurrentQueue& operator=(const ConcurrentQueue&) = delete;
 

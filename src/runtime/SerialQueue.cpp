@@ -8,13 +8,15 @@ namespace halvex {
 
 SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), worker_([this] { work(); }) {}
 
-SerialQueue::~SerialQueue() {
+SerialQueue::~SerialQueue() { stop(); }
+
+void SerialQueue::stop() {
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
   }
   wake_.notify_all();
-  if (worker_.joinable()) worker_.join();
+  if (worker_.joinable() && !isCurrent()) worker_.join();
 }
 
 void SerialQueue::async(Task task) {

@@ -21,6 +21,9 @@ class SerialQueue {
   ~SerialQueue();
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
+  // Lets the running block end and drops the blocks still waiting; nothing runs afterwards.
+  // Whoever owns what the blocks use stops the queue before it lets that go.
+  void stop();
 
   const std::string& label() const { return label_; }
 
