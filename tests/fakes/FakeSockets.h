@@ -47,10 +47,6 @@ class FakeSockets final : public UnixDatagramSockets {
     std::lock_guard lock(mutex_);
     return sentSizes_;
   }
-  std::size_t sentCount() const {
-    std::lock_guard lock(mutex_);
-    return sent_.size();
-  }
 
   int openSocket(int& error) override {
     if (record("socket", failSocket)) return 7;

@@ -36,8 +36,11 @@ struct DaemonApp {
 struct LibraryWorld {
   LibraryWorld()
       : channel(sockets, processInfo, processes, logger, bridge, "/agent", "/daemon"),
-        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context,
-                                             defaults, [this](const FilePanelRequest& r) { return filePanel(r); }}),
+        configuration(HXConfiguration::Links{globals, paths, files, center, dialogs, processes, logger, context, defaults,
+                                             [this](const FilePanelRequest&) {
+                                               ++panels;
+                                               return panelAnswer;
+                                             }}),
         controller(HXController::Links{globals, context, dialogs, defaults, drag}) {
     context.mainLoop = &loop;
     context.notificationCenter = &globals.notificationCenter;
@@ -120,14 +123,9 @@ struct LibraryWorld {
   Paths paths{PathEnvironment{}};
   UserDefaults defaults{files, "/home/u/.config/halvex/defaults.plist"};
   DragSession drag;
-  // The file panels of the configuration's file actions: each is recorded, and answered with
-  // `panelAnswer` (nothing: Cancel).
-  std::vector<FilePanelRequest> panels;
+  // File panels opened by the configuration's file actions, and their answer (nothing: Cancel).
+  int panels = 0;
   std::optional<std::string> panelAnswer;
-  std::optional<std::string> filePanel(const FilePanelRequest& request) {
-    panels.push_back(request);
-    return panelAnswer;
-  }
   BridgeClassHalvex bridge{globals.synchronizedNotification, [](const std::string&) {}};
   managesocketagent channel;
   HXConfiguration configuration;
