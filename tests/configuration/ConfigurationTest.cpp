@@ -258,7 +258,7 @@ TEST_F(ConfigurationTest, AnOldConfigurationAsksAboutAutomaticXpcAndEnableRemove
     if (button == 1000) {
       EXPECT_TRUE(world.globals.automaticXPC);
       // The holder's list; the mirror and the daemon follow through the library controller
-      // (LibraryFromOutside).
+      // (tests/management).
       ASSERT_EQ(world.apps.appsLibrary.size(), 1u);
       EXPECT_EQ(world.apps.appsLibrary.front()->appName, "curl");
       ASSERT_EQ(xpc.size(), 2u);

@@ -78,7 +78,7 @@ TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServ
   w.globals.notificationOnScreen = false;
   prefs.changeManageXPC();
   // The holder's list; the mirror and the daemon follow through the library controller
-  // (LibraryFromOutside).
+  // (tests/management).
   ASSERT_EQ(w.apps.appsLibrary.size(), 1u);
   EXPECT_EQ(w.apps.appsLibrary.front()->appName, "curl");
   const auto xpc = w.posted("xpcOption");

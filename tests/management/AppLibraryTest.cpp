@@ -6,6 +6,7 @@
 #include "management/LibraryWorld.h"
 #include "rules/AppPaths.h"
 #include "configuration/HXPreferences.h"
+#include "configuration/HXPreferencesController.h"
 
 namespace halvex::test {
 namespace {
@@ -136,7 +137,10 @@ TEST(AppLibrary, RemovingAnAppOrTheServicesTakesThemFromViewMirrorAndDaemon) {
   w.load("/opt/svc.xpc/Contents/MacOS/svc", 1);
   auto b = w.load("/opt/b", 1);
   startTimer(*b, 30);
-  w.controller.removeAllXPCServices();
+  // The services go when the preferences turn automatic XPC management on.
+  HXPreferencesController& prefs = w.preferences;
+  prefs.view.managexpc.state = true;
+  prefs.changeManageXPC();
   w.settle();
   EXPECT_EQ(w.gridNames(), (Names{"A.app", "a", "b"})) << "a bundle path never holds the service's path";
   EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/a", "/opt/b"}));

@@ -1,6 +1,6 @@
-// What the preferences and the configuration do to the app library: they change it through the
-// library controller, so the grid, the mirror and the daemon follow as after the library's own
-// operations.
+// What the configuration does to the app library: an import replaces it through the library
+// controller, so the grid follows; and no export or import makes the main loop wait for a queue
+// that an open request holds.
 
 #include <gtest/gtest.h>
 
@@ -12,121 +12,50 @@
 #include <thread>
 
 #include "configuration/HXPreferences.h"
-#include "configuration/HXPreferencesController.h"
-#include "management/LibraryWorld.h"
 #include "management/RequestSide.h"
 
 namespace halvex::test {
 namespace {
 
-// A configuration as another agent exported it: two plain binaries, one of them a
-// system binary, and an XPC service, in this order.
-std::string exportedConfiguration(bool withXpcSetting = true) {
-  LibraryWorld source;
-  source.load("/opt/a", 0);
-  source.load("/usr/sbin/netd", 1);
-  source.load("/opt/svc.xpc/Contents/MacOS/svc", 4, {"@443"});
-  source.settle();
-  source.configuration.exportConf("/conf", false, false, false);
-  auto text = *source.files.readFile("/conf");
-  if (!withXpcSetting) {
-    // An older agent's file: its preferences record has no automaticXPC.
-    const std::string key = "automaticXPC";
-    const auto at = text.find(key);
-    text.replace(at, key.size(), "automaticXPZ");
+// A world whose configuration file holds /opt/a, the system binary /usr/sbin/netd and /opt/b.
+struct ExportedWorld : LibraryWorld {
+  ExportedWorld() {
+    for (const char* path : {"/opt/a", "/usr/sbin/netd", "/opt/b"}) load(path, 0);
+    settle();
+    configuration.exportConf(configuration.confPath(), false, false, false);
   }
-  return text;
-}
-
-void hideSystemBinaries(LibraryWorld& w) {
-  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = true; });
-}
-
-// The world's preferences window, linked to its library and configuration.
-struct Preferences {
-  explicit Preferences(LibraryWorld& w) : controller(w.preferences) {}
-  HXPreferencesController& controller;
 };
 
-TEST(LibraryFromOutside, TurningOnXpcManagementDropsTheServicesFromGridMirrorAndDaemon) {
+TEST(LibraryFromOutside, ImportsReplaceWhatTheGridShowsDropTheSelectionAndSetTheFilter) {
+  ExportedWorld source;
   LibraryWorld w;
-  Preferences prefs(w);
-  w.load("/opt/svc.xpc/Contents/MacOS/svc", 1);
-  w.load("/opt/a", 0);
-  w.load("/Applications/A.app/Contents/XPCServices/S.xpc/Contents/MacOS/S", 4);  // the bundle's path is A.app
-  w.load("/usr/libexec/x.xpc/Contents/MacOS/x", 4);
-  w.settle();
-  w.select(0);
-
-  prefs.controller.view.managexpc.state = true;
-  prefs.controller.changeManageXPC();
-  w.settle();
-  EXPECT_EQ(w.gridNames(), (Names{"a", "A.app"}));
-  EXPECT_EQ(w.mirrorNames(), w.gridNames());
-  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/a", "A.app/"})) << "the daemon forgets the services";
-  EXPECT_FALSE(w.controller.appsGrid.selectionIndex) << "the selected service went with the list";
-}
-
-TEST(LibraryFromOutside, ImportsReplaceWhatTheGridShowsAndDropTheSelection) {
-  LibraryWorld w;
-  w.files.addFile(w.configuration.confPath(), exportedConfiguration());
+  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = true; });
+  w.files.addFile(w.configuration.confPath(), source.files.readFile(source.configuration.confPath()));
   w.configuration.loadConfiguration();  // the start-up import
   w.settle();
-  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "svc"}));
+  EXPECT_EQ(w.gridNames(), (Names{"a", "b"})) << "netd is hidden";
   EXPECT_EQ(w.controller.appsGrid.libraryCount, 3u);
-  EXPECT_EQ(w.mirrorNames(), w.gridNames());
-  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/a", "/usr/sbin/netd", "/opt/svc.xpc/Contents/MacOS/svc"}));
+  EXPECT_EQ(w.mirrorNames(), (Names{"a", "netd", "b"}));
 
-  // A later import replaces an edited library; the selected app is gone with it.
-  w.load("/opt/b", 0);
-  w.select(3);
+  // A later import replaces an edited library; the selected app goes with it.
+  w.load("/opt/c", 0);
+  w.select(2);
   w.configuration.importConf(w.configuration.confPath(), true);
   w.settle();
-  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "svc"}));
+  EXPECT_EQ(w.gridNames(), (Names{"a", "b"}));
   EXPECT_FALSE(w.controller.appsGrid.selectionIndex);
-  EXPECT_TRUE(w.controller.appsLibraryController.selectedObjects().empty());
-
-  // The grid's operations act on the imported apps.
-  w.act(1, &HXController::makeSelectedAppGreen);
-  EXPECT_EQ(w.globals.globalAppsArray[1]->appIsBlockedOrAllowed, 0);
-  EXPECT_EQ(w.daemonApps()[1], (DaemonApp{"/usr/sbin/netd", 0, {}}));
+  w.act(1, &HXController::makeSelectedAppRed);  // the grid's operations act on the imported apps
+  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 0, {}}, {"/usr/sbin/netd", 0, {}}, {"/opt/b", 1, {}}}));
 }
 
-TEST(LibraryFromOutside, AnImportHidesSystemBinariesAndAnOldFilesServicesGoOnlyIfTheUserSaysSo) {
-  const std::string oldFile = exportedConfiguration(false);
-  for (const int button : {1001, 1000}) {  // "Keep disabled", "Enable" automatic XPC management
-    LibraryWorld w;
-    Preferences prefs(w);
-    hideSystemBinaries(w);
-    w.files.addFile("/old.plist", oldFile);
-    w.dialogs.script({button, false});
-    w.configuration.importConf("/old.plist", true);
-    w.settle();
-    EXPECT_TRUE(w.controller.appsGrid.hidesSystemBinaries);
-    if (button == 1001) {
-      EXPECT_EQ(w.gridNames(), (Names{"a", "svc"})) << "netd is hidden";
-      EXPECT_EQ(w.mirrorNames(), (Names{"a", "netd", "svc"}));
-      EXPECT_EQ(w.daemonApps().size(), 3u);
-    } else {
-      EXPECT_EQ(w.gridNames(), Names{"a"}) << "netd is hidden, the service removed";
-      EXPECT_EQ(w.controller.appsGrid.libraryCount, 2u);
-      EXPECT_EQ(w.mirrorNames(), (Names{"a", "netd"}));
-      EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/a", "/usr/sbin/netd"}));
-    }
-  }
-}
-
-// For ThreadSanitizer: imports on the synchronised queue, as a preset applied there does, while
-// the main loop redraws the grid, which reads the filter and the list.
+// For ThreadSanitizer: imports on the synchronised queue while the main loop redraws the grid,
+// which reads the filter and the list.
 TEST(LibraryFromOutside, ImportsOnTheQueueRaceNoRedrawOfTheGrid) {
-  LibraryWorld w;
-  hideSystemBinaries(w);
-  w.files.addFile("/conf", exportedConfiguration());
-  w.load("/opt/old", 0);
-  w.settle();
+  ExportedWorld w;
+  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = true; });
   std::atomic<bool> imported{false};
   w.globals.synchronizedNotification.async([&] {
-    for (int i = 0; i < 20; ++i) w.configuration.importConf("/conf", true);
+    for (int i = 0; i < 20; ++i) w.configuration.importConf(w.configuration.confPath(), true);
     imported = true;
   });
   while (!imported) {
@@ -135,92 +64,80 @@ TEST(LibraryFromOutside, ImportsOnTheQueueRaceNoRedrawOfTheGrid) {
     w.loop.runPending();
   }
   w.settle();
-  EXPECT_EQ(w.gridNames(), (Names{"a", "svc"}));
-  EXPECT_EQ(w.mirrorNames(), (Names{"a", "netd", "svc"}));
+  EXPECT_EQ(w.gridNames(), (Names{"a", "b"}));
 }
 
-// Runs a front end's action on the main loop (this thread) while a request holds the queue. An
-// action that waited on the queue would hang the agent; here it ends the test process instead.
-void onMainLoopWithoutWaiting(const std::function<void()>& action) {
-  std::atomic<bool> returned{false};
-  std::thread watchdog([&] {
-    for (int i = 0; i < 500 && !returned; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    if (returned) return;
-    std::fprintf(stderr, "an action on the main loop waits on the queue a request holds\n");
-    std::abort();
-  });
-  action();
-  returned = true;
-  watchdog.join();
-}
-
-// Every action a front end has that waits on the synchronised queue: the file actions, a custom
-// preset's notification, and the two operations behind them.
-void exportAndImportEveryWay(LibraryWorld& w, const std::string& source) {
+// Every action of a front end that waits on the synchronised queue, run on the main loop (this
+// thread). One that waited while a request holds the queue would hang the agent; here a watchdog
+// ends the test process instead.
+void exportAndImportEveryWay(LibraryWorld& w) {
   auto& c = w.configuration;
-  w.dialogs.panelAnswer = "/out/plain.plist";
-  onMainLoopWithoutWaiting([&] { c.exportConfToFile(); });
-  w.dialogs.panelAnswer = "/out/encoded.plist";
-  onMainLoopWithoutWaiting([&] { c.exportEncodedConfToFile(); });
-  onMainLoopWithoutWaiting([&] { c.exportConf("/out/direct.plist", true, false, false); });
-  w.dialogs.panelAnswer = source;
-  onMainLoopWithoutWaiting([&] { c.importConfFromFile(); });
-  onMainLoopWithoutWaiting([&] { c.importEncodedConfFromFile(); });
-  onMainLoopWithoutWaiting([&] {
-    w.globals.notificationCenter.post("loadCustomPreset", plist::Dictionary{{"presetPath", plist::Value(source)}});
-  });
-  onMainLoopWithoutWaiting([&] { c.importConf(source, true); });
+  const std::string conf = c.confPath();
+  const std::function<void()> actions[] = {
+      [&] { w.dialogs.panelAnswer = "/out/plain"; c.exportConfToFile(); },
+      [&] { w.dialogs.panelAnswer = "/out/encoded"; c.exportEncodedConfToFile(); },
+      [&] { c.exportConf("/out/direct", true, false, false); },
+      [&] { w.dialogs.panelAnswer = conf; c.importConfFromFile(); },
+      [&] { c.importEncodedConfFromFile(); },
+      [&] { w.globals.notificationCenter.post("loadCustomPreset", {{"presetPath", plist::Value(conf)}}); },
+      [&] { c.importConf(conf, true); }};
+  for (const auto& action : actions) {
+    std::atomic<bool> returned{false};
+    std::thread watchdog([&] {
+      for (int i = 0; i < 500 && !returned; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      if (returned) return;
+      std::fprintf(stderr, "an action waits on the queue a request holds\n");
+      std::abort();
+    });
+    action();
+    returned = true;
+    watchdog.join();
+  }
 }
 
-TEST(LibraryFromOutside, ExportsAndImportsAreRefusedWhileAnAlertHoldsTheQueueAndWorkAfterIt) {
-  LibraryWorld w;
+TEST(LibraryFromOutside, ExportsAndImportsAreRefusedWhileAnAlertIsOpenAndWorkAfterIt) {
+  ExportedWorld w;
   RequestSide side(w);
-  w.files.addFile("/conf", exportedConfiguration());
   w.load("/opt/mine", 0);
   w.globals.enableNotifications = true;
   w.settle();
-  const auto listsBefore = w.appLists().size();
-
+  const auto lists = w.appLists().size();
   side.request(300, "/usr/bin/unknown");
-  ASSERT_TRUE(w.loop.waitAndRun()) << "the alert opens on the main loop";
-  ASSERT_TRUE(w.globals.notificationOnScreen);
-  exportAndImportEveryWay(w, "/conf");
-  EXPECT_TRUE(w.dialogs.panelTitles().empty()) << "no panel opens";
-  for (const char* file : {"/out/plain.plist", "/out/encoded.plist", "/out/direct.plist"})
-    EXPECT_FALSE(w.files.fileExists(file)) << file;
-  EXPECT_EQ(w.gridNames(), Names{"mine"});
-  EXPECT_EQ(w.mirrorNames(), Names{"mine"});
-  EXPECT_EQ(w.appLists().size(), listsBefore);
+  ASSERT_TRUE(w.loop.waitAndRun() && w.globals.notificationOnScreen) << "the alert is open";
+
+  exportAndImportEveryWay(w);
+  const auto exported = [&] {
+    return w.files.fileExists("/out/plain") + w.files.fileExists("/out/encoded") + w.files.fileExists("/out/direct");
+  };
+  EXPECT_EQ(w.dialogs.panelTitles().size(), 0u) << "no panel opens";
+  EXPECT_EQ(exported(), 0);
+  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "b", "mine"}));
+  EXPECT_EQ(w.appLists().size(), lists);
   EXPECT_EQ(w.globals.synchronizedNotification.pendingCount(), 0u) << "nothing is left to run after the alert";
 
   ASSERT_TRUE(side.answerOpen());
   w.settle();
-  exportAndImportEveryWay(w, "/conf");
+  exportAndImportEveryWay(w);
   w.settle();
   EXPECT_EQ(w.dialogs.panelTitles().size(), 4u);
-  for (const char* file : {"/out/plain.plist", "/out/encoded.plist", "/out/direct.plist"})
-    EXPECT_TRUE(w.files.fileExists(file)) << file;
-  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "svc"}));
-  EXPECT_GT(w.appLists().size(), listsBefore);
+  EXPECT_EQ(exported(), 3);
+  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "b"}));
 }
 
-TEST(LibraryFromOutside, WithAlertsOffAnExportWaitsNotForARequestThatIsBeingLearnt) {
-  LibraryWorld w;
+TEST(LibraryFromOutside, WithAlertsOffExportsAndImportsWaitNotForARequestBeingLearnt) {
+  ExportedWorld w;
   RequestSide side(w);
-  w.settle();
-  // With alerts off the request is passed and learnt on the main loop, the queue held meanwhile.
   side.request(301, "/usr/bin/newcomer");
-  ASSERT_TRUE(w.loop.waitForPosted());
-  ASSERT_EQ(w.globals.synchronizedNotification.suspendCount(), 1);
-  w.dialogs.panelAnswer = "/out/plain.plist";
-  onMainLoopWithoutWaiting([&] { w.configuration.exportConfToFile(); });
-  EXPECT_FALSE(w.files.fileExists("/out/plain.plist"));
+  ASSERT_TRUE(w.loop.waitForPosted()) << "the learning waits for the main loop, the queue held";
+  exportAndImportEveryWay(w);
+  EXPECT_FALSE(w.files.fileExists("/out/plain"));
 
-  w.loop.runPending();  // the learning, which lets the queue go
+  w.loop.runPending();
   w.settle();
-  EXPECT_EQ(w.gridNames(), Names{"newcomer"}) << "the request has been learnt";
+  EXPECT_EQ(w.gridNames(), (Names{"newcomer", "a", "netd", "b"}));
+  w.dialogs.panelAnswer = "/out/plain";
   w.configuration.exportConfToFile();
-  EXPECT_TRUE(w.files.fileExists("/out/plain.plist"));
+  EXPECT_TRUE(w.files.fileExists("/out/plain"));
 }
 
 }  // namespace
