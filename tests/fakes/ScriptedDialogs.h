@@ -31,23 +31,8 @@ class ScriptedDialogs final : public Dialogs {
     const auto response = next(alert);
     loop_.post([completion, response] { completion(response); });
   }
-  // File panels answer the next scripted path; with none left they are cancelled.
-  void scriptPanel(std::optional<std::string> path) {
-    std::lock_guard lock(mutex_);
-    panels_.push_back(std::move(path));
-  }
-  std::optional<std::string> runFilePanel(const FilePanelRequest& panel) override {
-    std::lock_guard lock(mutex_);
-    panelTitles_.push_back(panel.title);
-    if (panels_.empty()) return std::nullopt;
-    auto path = panels_.front();
-    panels_.pop_front();
-    return path;
-  }
-  std::vector<std::string> panelTitles() const {
-    std::lock_guard lock(mutex_);
-    return panelTitles_;
-  }
+  // No test picks a file: every panel is cancelled.
+  std::optional<std::string> runFilePanel(const FilePanelRequest&) override { return std::nullopt; }
 
  private:
   AlertResponse next(const AlertDescription& alert) {
@@ -63,8 +48,6 @@ class ScriptedDialogs final : public Dialogs {
   mutable std::mutex mutex_;
   std::deque<AlertResponse> script_;
   std::vector<AlertDescription> shown_;
-  std::deque<std::optional<std::string>> panels_;
-  std::vector<std::string> panelTitles_;
 };
 
 }  // namespace halvex::test
