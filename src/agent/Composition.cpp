@@ -7,7 +7,7 @@
 namespace halvex {
 
 Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
-    : ports(systemPorts),
+    : ports(std::move(systemPorts)),
       frontEnd(std::move(frontEndBundle)),
       bridge(globals.synchronizedNotification, [this](const std::string& line) { notifyController.addRequest(line); }),
       channel(ports.sockets, ports.processInfo, ports.processControl, ports.logger, bridge, ports.paths.agentSocket(),
@@ -40,7 +40,7 @@ RulesContext Composition::makeRulesContext() {
       .labelColors = [this] { return globals.preferences.user().colors; },
       .verifySignatures = [this] { return globals.preferences.user().verifySignatures; },
       .enableNotifications = [this] { return globals.enableNotifications.load(); },
-      .inspectSignature = [this](std::weak_ptr<HXApplication> app) { inspectSignature(app); },
+      .inspectSignature = [this](const std::weak_ptr<HXApplication>& app) { inspectSignature(app); },
   };
 }
 

@@ -41,7 +41,7 @@ constexpr const char* kXpcQuestionText =
 
 }  // namespace
 
-HXConfiguration::HXConfiguration(Links links) : links_(std::move(links)) {
+HXConfiguration::HXConfiguration(Links links) : links_(links) {
   customPresetObserver_ = links_.globals.notificationCenter.addObserver(kLoadCustomPreset, [this](const Notification& n) {
     if (const auto* path = n.userInfo.find("presetPath"); path && path->asString()) loadCustomPreset(*path->asString());
   });

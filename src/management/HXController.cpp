@@ -68,7 +68,7 @@ std::optional<bool> systemBinaryPredicateValue(const std::string& predicate) {
 
 }  // namespace
 
-HXController::HXController(Links links) : links_(links) {
+HXController::HXController(Links links) : links_(std::move(links)) {
   appsLibraryController.setFilter([this](const HXApplication& app) { return filterShows(app); });
   appsLibraryController.changed.connect([this] { refreshView(); });
 

@@ -6,10 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "fakes/FakeCodeSignatures.h"
-#include "fakes/FakeProcessRunner.h"
-#include "fakes/ManualLoop.h"
-#include "fakes/MemoryFiles.h"
+#include "fakes/World.h"
 #include "platform/linux/DpkgCodeSignatures.h"
 #include "platform/linux/LinuxProcessRunner.h"
 
@@ -20,13 +17,13 @@ constexpr const char* kApp = "/opt/Some App/bin/some app";
 
 class Signatures : public ::testing::Test {
  protected:
-  Signatures() { files_.addFile(kApp, "binary"); }
+  Signatures() { w.files.addFile(kApp, "binary"); }
 
   // Runs the inspection of an app to its end and returns every delivery in order.
   std::vector<SignatureFacts> inspectApp(bool isBinary, SignatureFacts* immediate = nullptr) {
     std::vector<SignatureFacts> delivered;
     const auto first = inspector_.getSignatureInfo(kApp, isBinary, true, {}, [&](const SignatureFacts& f) {
-      EXPECT_TRUE(loop_.isLoopThread());
+      EXPECT_TRUE(w.loop.isLoopThread());
       delivered.push_back(f);
     });
     if (immediate) *immediate = first;
@@ -34,15 +31,13 @@ class Signatures : public ::testing::Test {
     return delivered;
   }
   void drain() {
-    while (loop_.waitAndRun(std::chrono::milliseconds(200))) {
+    while (w.loop.waitAndRun(std::chrono::milliseconds(200))) {
     }
   }
 
-  test::MemoryFiles files_;
-  test::FakeCodeSignatures signatures_;
-  test::ManualLoop loop_;
-  ConcurrentQueue background_{"signatures"};
-  SignatureInspector inspector_{signatures_, files_, loop_, background_};
+  test::World w;
+  test::FakeCodeSignatures& signatures_ = w.signatures;
+  SignatureInspector& inspector_ = w.agent.signatureInspector;
 };
 
 TEST(SignatureReports, ReadingTheTexts) {

@@ -7,12 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <sstream>
-
-#include "fakes/FakeHostNames.h"
-#include "fakes/FakeProcessRunner.h"
-#include "fakes/FakeTcpProbe.h"
-#include "fakes/ManualLoop.h"
+#include "fakes/World.h"
 #include "platform/linux/LinuxHostNames.h"
 #include "platform/linux/LinuxTcpProbe.h"
 
@@ -23,15 +18,8 @@ using namespace std::chrono_literals;
 
 class Sock : public ::testing::Test {
  protected:
-  test::FakeHostNames names_;
-  test::FakeTcpProbe probe_;
-  test::FakeProcessRunner processes_;
-  CommandRunner runner_{processes_};
-  test::ManualLoop loop_;
-  ConcurrentQueue background_{"global"};
-  NotificationCenter center_;
-  std::ostringstream report_;
-  HXSockController sock_{names_, probe_, runner_, loop_, background_, center_, report_};
+  test::World w;
+  HXSockController& sock_ = w.agent.sockController;
 };
 
 TEST(WhoisText, MarkersAreRemovedInOrder) {
@@ -41,53 +29,53 @@ TEST(WhoisText, MarkersAreRemovedInOrder) {
 }
 
 TEST_F(Sock, HostNameIsTheFirstNameOrNothing) {
-  names_.set("8.8.8.8", {"dns.example", "alias.example"});
+  w.hostNames.set("8.8.8.8", {"dns.example", "alias.example"});
   EXPECT_EQ(sock_.hostName("8.8.8.8"), "dns.example");
   EXPECT_FALSE(sock_.hostName("9.9.9.9"));
   std::optional<std::string> got = "unset";
-  sock_.lookUpHostName("9.9.9.9", background_, [&](std::optional<std::string> n) { got = n; });
-  ASSERT_TRUE(loop_.waitAndRun());
+  sock_.lookUpHostName("9.9.9.9", w.globals.globalBackground, [&](std::optional<std::string> n) { got = n; });
+  ASSERT_TRUE(w.loop.waitAndRun());
   EXPECT_FALSE(got);
 }
 
 TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
   ProcessResult r{.launched = true, .timedOut = false, .exitStatus = 0, .output = "% IANA WHOIS\n# comment\nrefer: whois.example\n"};
-  processes_.answerWith(r);
+  w.runner.answerWith(r);
   std::string done;
   sock_.clickWhois("1.2.3.4", [&](const std::string& text) { done = text; });
-  ASSERT_TRUE(loop_.waitAndRun());
+  ASSERT_TRUE(w.loop.waitAndRun());
   EXPECT_EQ(done, "IANA WHOIS\ncomment\nrefer: whois.example");
-  EXPECT_EQ(report_.str(), done + "\n");
-  const auto requests = processes_.requests();
+  EXPECT_EQ(w.reports.str(), done + "\n");
+  const auto requests = w.runner.requests();
   ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].arguments, (std::vector<std::string>{"-c", "/usr/bin/whois 1.2.3.4"}));
+  EXPECT_EQ(requests[0].arguments, (std::vector<std::string>{"-c", "/r/usr/bin/whois 1.2.3.4"}));
 
   r.exitStatus = 2;
-  processes_.answerWith(r);
+  w.runner.answerWith(r);
   EXPECT_EQ(sock_.whoisReport("2001:DB8:0::1"), "ERROR");
-  EXPECT_EQ(processes_.requests().back().arguments[1], "/usr/bin/whois 2001:db8::1") << "the canonical address";
+  EXPECT_EQ(w.runner.requests().back().arguments[1], "/r/usr/bin/whois 2001:db8::1") << "the canonical address";
   using namespace std::string_literals;
   for (const std::string& text : {"1.2.3.4; rm -rf ~"s, "\"\xFF"s, "face"s, "::::"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s})
     EXPECT_EQ(sock_.whoisReport(text), "ERROR") << text;
-  EXPECT_EQ(processes_.requests().size(), 2u) << "a text that is no address never reaches a shell";
+  EXPECT_EQ(w.runner.requests().size(), 2u) << "a text that is no address never reaches a shell";
 }
 
 TEST_F(Sock, CheckWhoisIsBoundedAndAlwaysAnnouncesItsEnd) {
   int posted = 0;
-  center_.addObserver("startwhoisquery", [&](const Notification&) { ++posted; });
-  probe_.reachable = false;
+  w.globals.notificationCenter.addObserver("startwhoisquery", [&](const Notification&) { ++posted; });
+  w.probe.reachable = false;
   sock_.checkWhois();
   EXPECT_EQ(sock_.responseString(), "1");
-  ASSERT_TRUE(loop_.waitAndRun());
+  ASSERT_TRUE(w.loop.waitAndRun());
   EXPECT_EQ(sock_.responseString(), "1");
   EXPECT_EQ(posted, 1);
-  EXPECT_EQ(probe_.lastHost(), "whois.arin.net");
-  EXPECT_EQ(probe_.lastTimeout(), 5000ms);
+  EXPECT_EQ(w.probe.lastHost(), "whois.arin.net");
+  EXPECT_EQ(w.probe.lastTimeout(), 5000ms);
 
-  probe_.reachable = true;
+  w.probe.reachable = true;
   sock_.checkWhois();
   EXPECT_EQ(sock_.responseString(), "1") << "not open until the test has ended";
-  ASSERT_TRUE(loop_.waitAndRun());
+  ASSERT_TRUE(w.loop.waitAndRun());
   EXPECT_EQ(sock_.responseString(), "2");
   EXPECT_EQ(posted, 2);
 }

@@ -2,24 +2,12 @@
 
 #include <map>
 
+#include "fakes/FakeSystem.h"
 #include "link/ProcessAttribution.h"
 
 using namespace halvex;
 
 namespace {
-
-struct Owners final : ProcessOwners {
-  std::map<std::int32_t, std::string> reports;
-  std::optional<std::int32_t> console;
-  std::optional<std::string> userName(std::int32_t uid) const override {
-    return uid == 501 ? std::optional<std::string>("alice") : std::nullopt;
-  }
-  std::optional<std::int32_t> consoleUser() const override { return console; }
-  std::string serviceReport(std::int32_t pid) const override {
-    auto it = reports.find(pid);
-    return it == reports.end() ? std::string() : it->second;
-  }
-};
 
 std::string report(const std::string& domainLine) {
   return "com.example.helper = {\n\tactive count = 1\n\t" + domainLine + "\n\tstate = running\n}\n";
@@ -53,7 +41,7 @@ TEST(ProcessAttribution, TheViaNamesAResponsibleAppThatIsThere) {
 }
 
 TEST(ProcessAttribution, EndingAProcessIsOfferedForTheConsoleUsersProcessesOnly) {
-  Owners owners;
+  test::FakeProcessOwners owners;
   owners.console = 501;
   EXPECT_TRUE(terminateProcessMenuItemVisible("501", owners));
   EXPECT_FALSE(terminateProcessMenuItemVisible("0", owners));
@@ -63,7 +51,7 @@ TEST(ProcessAttribution, EndingAProcessIsOfferedForTheConsoleUsersProcessesOnly)
 }
 
 TEST(ProcessAttribution, ConnectionEventsUseTheDaemonsPathOnlyForGoneProcesses) {
-  Owners owners;
+  test::FakeProcessOwners owners;
   owners.reports[600] = report("domain = com.apple.xpc.launchd.domain.pid.Big.400");
   owners.reports[601] = report("domain = com.apple.xpc.launchd.domain.pid.user.400");
   XPCpid xpc(owners);

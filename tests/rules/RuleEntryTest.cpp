@@ -57,10 +57,6 @@ TEST_F(RuleRowsTest, RowsComeInTheFixedOrderOfKindsAndPrefixes) {
                                 "#address:10.0.0.2", "@address:10.0.0.1", "@address:10.0.0.3",
                                 "#subnet:10.0.0.0/8", "#subnet:172.16.0.0/12", "@subnet:fe80::/10", "#port:53",
                                 "@port:443", "#range:1:2", "@range:5:6"}));
-  EXPECT_EQ(rows.front()->recordImage, Image::named("icon_ip"));
-  EXPECT_EQ(rows[3]->recordImage, Image::named("icon_subnet"));
-  EXPECT_EQ(rows[6]->recordImage, Image::named("icon_port"));
-  EXPECT_EQ(rows.back()->recordImage, Image::named("icon_portrange"));
 }
 
 TEST_F(RuleRowsTest, EveryoneRowFollowsTheState) {
@@ -74,7 +70,6 @@ TEST_F(RuleRowsTest, EveryoneRowFollowsTheState) {
     if (!everyoneRule) continue;
     EXPECT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows.back()->recordAddress, "Everyone");
-    EXPECT_EQ(rows.back()->recordImage, Image::named("grp_everyone"));
     EXPECT_EQ(rows.back()->recordRule, *everyoneRule) << "state " << state;
   }
 }

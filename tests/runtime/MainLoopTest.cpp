@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "fakes/ManualLoop.h"
+#include "runtime/MainLoop.h"
 #include "runtime/AgentLoop.h"
 
 using namespace halvex;
@@ -44,26 +44,4 @@ TEST(AgentLoop, RunsPostsAndTimersOnItsThreadUntilQuit) {
   const auto at = [&](const char* e) { return std::find(events.begin(), events.end(), e) - events.begin(); };
   EXPECT_LT(at("early"), at("late"));
   EXPECT_LT(at("waited on loop"), 3);
-}
-
-TEST(ManualLoop, VirtualTimeFiresTimersInOrderOnlyWhenAdvanced) {
-  test::ManualLoop loop;
-  std::vector<std::string> fired;
-  const auto start = loop.now();
-  loop.scheduleTimer(60s, false, [&] { fired.push_back("expiry"); });
-  loop.scheduleTimer(61s, false, [&] { fired.push_back("later"); });
-  int ticks = 0;
-  loop.scheduleTimer(20s, true, [&] { ++ticks; });
-  const auto cancelled = loop.scheduleTimer(10s, false, [&] { fired.push_back("cancelled"); });
-  loop.cancelTimer(cancelled);
-
-  loop.advance(59s);
-  EXPECT_TRUE(fired.empty());
-  EXPECT_EQ(ticks, 2);
-  loop.advance(1s);
-  EXPECT_EQ(fired, std::vector<std::string>{"expiry"});
-  EXPECT_EQ(ticks, 3);
-  EXPECT_EQ(loop.now() - start, 60s);
-  loop.advance(1s);
-  EXPECT_EQ(fired, (std::vector<std::string>{"expiry", "later"}));
 }

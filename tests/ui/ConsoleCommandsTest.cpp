@@ -7,12 +7,7 @@
 #include <regex>
 #include <sstream>
 
-#include "fakes/FakeCodeSignatures.h"
-#include "fakes/FakeHostNames.h"
-#include "fakes/FakeProcessRunner.h"
-#include "fakes/FakeTcpProbe.h"
-#include "fakes/ManualLoop.h"
-#include "fakes/MemoryFiles.h"
+#include "fakes/World.h"
 
 namespace halvex {
 namespace {
@@ -20,21 +15,15 @@ namespace {
 using namespace std::string_literals;
 using Lines = std::vector<std::string>;
 
-struct Owners final : ProcessOwners {
-  std::optional<std::int32_t> console = 1000;
-  std::optional<std::string> userName(std::int32_t uid) const override {
-    return uid == 1000 ? std::optional("alice"s) : std::nullopt;
-  }
-  std::optional<std::int32_t> consoleUser() const override { return console; }
-  std::string serviceReport(std::int32_t) const override { return {}; }
-};
-
+// The console over the agent's own look-ups, with its output captured.
 class Console : public ::testing::Test {
  protected:
   Console() {
-    files_.addFile("/bundle/aggregated/it-aggregated.zone", "151.0.0.0/8\n");
-    files_.addFile("/usr/bin/tool", "binary");
-    flags_.makeDict();
+    w.files.addFile("/bundle/aggregated/it-aggregated.zone", "151.0.0.0/8\n");
+    w.files.addFile("/usr/bin/tool", "binary");
+    w.owners.names[1000] = "alice";
+    w.owners.console = 1000;
+    w.agent.flagsController.makeDict();
   }
   ~Console() override {
     std::fclose(out_);
@@ -43,7 +32,7 @@ class Console : public ::testing::Test {
   // Runs one line and every look-up it starts; returns the lines written meanwhile.
   Lines run(std::string_view line) {
     commands_.execute(line);
-    for (int i = 0; i < 100 && commands_.pending() > 0; ++i) loop_.waitAndRun(std::chrono::milliseconds(100));
+    for (int i = 0; i < 100 && commands_.pending() > 0; ++i) w.loop.waitAndRun(std::chrono::milliseconds(100));
     EXPECT_EQ(commands_.pending(), 0u) << "an answer never came for: " << line;
     std::fflush(out_);
     std::istringstream in(std::string(buffer_, size_).substr(std::exchange(consumed_, size_)));
@@ -53,69 +42,58 @@ class Console : public ::testing::Test {
   }
   Lines whoisCommands() const {
     Lines commands;
-    for (const auto& r : processes_.requests()) commands.push_back(r.arguments.at(1));
+    for (const auto& r : w.runner.requests()) commands.push_back(r.arguments.at(1));
     return commands;
   }
 
+  test::World w{test::testEnvironment("/bundle")};
   char* buffer_ = nullptr;
   std::size_t size_ = 0, consumed_ = 0;
   std::FILE* out_ = open_memstream(&buffer_, &size_);
-  test::FakeHostNames names_;
-  test::FakeTcpProbe probe_;
-  test::FakeProcessRunner processes_;
-  CommandRunner runner_{processes_};
-  test::ManualLoop loop_;
-  ConcurrentQueue background_{"global"}, findFlag_{"findFlag"};
-  NotificationCenter center_;
-  std::ostringstream report_;
-  HXSockController sock_{names_, probe_, runner_, loop_, background_, center_, report_};
-  test::MemoryFiles files_;
-  Paths paths_{PathEnvironment{"/r", "/home/u", "/home/u/.config", "/home/u/.local/state", "/bundle"}};
-  HXFlagsController flags_{paths_, files_, files_, [](const std::string&) { return true; }};
-  test::FakeCodeSignatures signatures_;
-  SignatureInspector inspector_{signatures_, files_, loop_, background_};
-  Owners owners_;
-  ConsoleCommands commands_{sock_, flags_, inspector_, owners_, files_, background_, findFlag_, loop_, out_};
+  ConcurrentQueue findFlag_{"findFlag"};
+  ConsoleCommands commands_{w.agent.sockController, w.agent.flagsController, w.agent.signatureInspector, w.owners,
+                            w.files, w.globals.globalBackground, findFlag_, w.loop, out_};
 };
 
 TEST_F(Console, AddressFactsArriveOnTheLoopUnderTheirCommand) {
-  processes_.answerWith({.launched = true, .timedOut = false, .exitStatus = 0,
+  w.runner.answerWith({.launched = true, .timedOut = false, .exitStatus = 0,
                          .output = "% whois of 151.1.2.3\r\nnetname: \x1b[31mRED\n\nowner # x\n"});
   EXPECT_EQ(run("whois 151.1.2.3\n"), (Lines{"[whois 151.1.2.3] whois of 151.1.2.3",
                                              "[whois 151.1.2.3] netname: \\x1b[31mRED", "[whois 151.1.2.3] ",
                                              "[whois 151.1.2.3] owner x"}));
-  EXPECT_TRUE(report_.str().empty()) << "the report goes to the console once, not also to standard output";
-  processes_.answerWith({.launched = true, .timedOut = false, .exitStatus = 1, .output = {}});
+  EXPECT_TRUE(w.reports.str().empty()) << "the report goes to the console once, not also to standard output";
+  w.runner.answerWith({.launched = true, .timedOut = false, .exitStatus = 1, .output = {}});
   EXPECT_EQ(run("whois   2001:DB8:0:0::1  "), Lines{"[whois 2001:DB8:0:0::1] ERROR: no whois report"});
-  EXPECT_EQ(whoisCommands(), (Lines{"/usr/bin/whois 151.1.2.3", "/usr/bin/whois 2001:db8::1"}));
+  EXPECT_EQ(whoisCommands(), (Lines{"/r/usr/bin/whois 151.1.2.3", "/r/usr/bin/whois 2001:db8::1"}));
 
-  names_.set("151.1.2.3", {"host.example\x07\xff", "alias"});
+  w.hostNames.set("151.1.2.3", {"host.example\x07\xff", "alias"});
   EXPECT_EQ(run("host 151.1.2.3"), Lines{"[host 151.1.2.3] host.example\\x07\xEF\xBF\xBD"});
   EXPECT_EQ(run("host ::1"), Lines{"[host ::1] no host name"});
   EXPECT_EQ(run("country 151.1.2.3"), Lines{"[country 151.1.2.3] Italy"});
   EXPECT_EQ(run("country 2001:db8::1"),
             Lines{"[country 2001:db8::1] no location: the country zones hold IPv4 networks only"});
   test::MemoryFiles none;
-  const HXFlagsController unloaded(paths_, none, none);
-  ConsoleCommands early(sock_, unloaded, inspector_, owners_, files_, background_, findFlag_, loop_, out_);
+  const HXFlagsController unloaded(w.paths, none, none);
+  ConsoleCommands early(w.agent.sockController, unloaded, w.agent.signatureInspector, w.owners, w.files,
+                        w.globals.globalBackground, findFlag_, w.loop, out_);
   early.execute("country 151.1.2.3");
-  ASSERT_TRUE(loop_.waitAndRun());
+  ASSERT_TRUE(w.loop.waitAndRun());
   EXPECT_EQ(run(""), Lines{"[country 151.1.2.3] no country data loaded"});
 }
 
 TEST_F(Console, SignatureStepsAndTheConsoleUser) {
-  signatures_.set("/usr/bin/tool", SignatureQuery::verify, "");
-  signatures_.set("/usr/bin/tool", SignatureQuery::describeFull, "Authority=Software Signing\nAuthority=Debian\n");
+  w.signatures.set("/usr/bin/tool", SignatureQuery::verify, "");
+  w.signatures.set("/usr/bin/tool", SignatureQuery::describeFull, "Authority=Software Signing\nAuthority=Debian\n");
   EXPECT_EQ(run("signature /usr/bin/tool"), (Lines{"[signature /usr/bin/tool] valid signature",
                                                    "[signature /usr/bin/tool] signed by Debian (the system's vendor)"}));
-  signatures_.set("/usr/bin/tool", SignatureQuery::verify, "changed");
-  signatures_.set("/usr/bin/tool", SignatureQuery::describeFull, "Identifier=x\n");
+  w.signatures.set("/usr/bin/tool", SignatureQuery::verify, "changed");
+  w.signatures.set("/usr/bin/tool", SignatureQuery::describeFull, "Identifier=x\n");
   EXPECT_EQ(run("signature /usr/bin/tool"), Lines{"[signature /usr/bin/tool] invalid signature"});
-  files_.addFile("/home/u/a b", "x");
+  w.files.addFile("/home/u/a b", "x");
   EXPECT_EQ(run("signature /home/u/a b"), Lines{"[signature /home/u/a b] missing signature"});
   EXPECT_EQ(run("signature /nowhere"), Lines{"[signature /nowhere] no such file"});
   EXPECT_EQ(run("user"), Lines{"[user] alice (uid 1000)"});
-  owners_.console.reset();
+  w.owners.console.reset();
   EXPECT_EQ(run("user"), Lines{"[user] no console user"});
 }
 
@@ -143,8 +121,8 @@ TEST_F(Console, HostileLinesAreRefusedBeforeReachingAnything) {
       {" \t \r\n", ""},
   };
   for (const auto& [line, answer] : table) EXPECT_EQ(run(line), answer.empty() ? Lines{} : Lines{answer}) << line;
-  EXPECT_TRUE(processes_.requests().empty());
-  EXPECT_EQ(signatures_.calls(), 0);
+  EXPECT_TRUE(w.runner.requests().empty());
+  EXPECT_EQ(w.signatures.calls(), 0);
 
   auto help = run("help");
   EXPECT_EQ(help.size(), 6u);
@@ -153,7 +131,7 @@ TEST_F(Console, HostileLinesAreRefusedBeforeReachingAnything) {
 }
 
 // Good lines with random pieces put in, cut out or swapped: whatever they hold, the whois tool sees
-// only "/usr/bin/whois <address>" and every line ends answered.
+// only "<whois> <address>" and every line ends answered.
 TEST_F(Console, MutatedLinesNeverPutMoreThanAnAddressOnACommandLine) {
   const Lines seeds = {"whois 1.2.3.4", "whois 2001:db8::1", "host ::ffff:10.0.0.1", "country 151.1.2.3",
                        "signature /usr/bin/tool", "user"};
@@ -170,7 +148,7 @@ TEST_F(Console, MutatedLinesNeverPutMoreThanAnAddressOnACommandLine) {
     }
     for (const auto& out : run(line)) ASSERT_EQ(out.front(), '[') << line;
   }
-  const std::regex whoisLine("/usr/bin/whois [0-9a-f.:]+");
+  const std::regex whoisLine("/r/usr/bin/whois [0-9a-f.:]+");
   ASSERT_GT(whoisCommands().size(), 50u);
   for (const auto& command : whoisCommands()) EXPECT_TRUE(std::regex_match(command, whoisLine)) << command;
 }
