@@ -149,7 +149,7 @@ inline std::vector<std::string> requestLines(std::size_t n, pid_t pid) {
 inline std::map<std::string, double> baselineRate;
 
 inline void report(benchmark::State& state, const std::vector<standin::Exchange>& results, double seconds,
-            const char* name) {
+                   const char* name) {
   std::vector<double> micros;
   for (const auto& r : results)
     if (r.reply) micros.push_back(duration<double, std::micro>(r.latency).count());
@@ -164,7 +164,6 @@ inline void report(benchmark::State& state, const std::vector<standin::Exchange>
   if (baselineRate.count("echo")) state.counters["ratio_to_echo"] = rate / baselineRate["echo"];
   if (baselineRate.count("echo_lookups")) state.counters["ratio_to_echo_lookups"] = rate / baselineRate["echo_lookups"];
 }
-
 
 // Runs `lines` through the daemon's side with a window of outstanding requests and reports.
 inline void exchangeAndReport(benchmark::State& state, standin::DaemonPeer& daemon,

@@ -6,29 +6,28 @@
 // baseline is both layers: the archive's tree to binary plus the outer tree to XML, and back.
 
 #include <benchmark/benchmark.h>
-#include <plist/plist.h>
 #include <malloc.h>
+#include <plist/plist.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "configuration/Globals.h"
+#include "configuration/HXConfiguration.h"
+#include "fakes/World.h"
 #include "platform/linux/LinuxProcessControl.h"
 #include "rules/HXApplication.h"
-#include "configuration/HXConfiguration.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
 #include "runtime/AgentLoop.h"
 #include "runtime/PlistIO.h"
-
-#include "fakes/World.h"
 
 using namespace halvex;
 

@@ -11,11 +11,10 @@
 #include <memory>
 #include <mutex>
 
+#include "fakes/World.h"
 #include "management/HXController.h"
 #include "rules/HXApplication.h"
 #include "runtime/PlistIO.h"
-
-#include "fakes/World.h"
 
 using namespace halvex;
 
@@ -40,7 +39,9 @@ struct World : test::World {
     globals.globalAppsArray = apps;
     controller.selectApp(kApps / 2);
   }
-  void waitForQueue() { globals.synchronizedNotification.sync([] {}); }
+  void waitForQueue() {
+    globals.synchronizedNotification.sync([] {});
+  }
   std::size_t bytesOfOneChange() {
     center.recordPosts = true;
     controller.snapshotAndSend();
@@ -49,7 +50,6 @@ struct World : test::World {
     const auto posted = center.posted();
     return posted.empty() || !posted.back().userInfo ? 0 : plist::toXml(plist::Value(*posted.back().userInfo)).size();
   }
-
 };
 
 World& world() {

@@ -6,11 +6,11 @@
 #include <fstream>
 
 #include "RequestPathHarness.h"
-#include "fakes/World.h"
 #include "configuration/ConfigurationSnapshot.h"
+#include "configuration/HXPreferences.h"
+#include "fakes/World.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
-#include "configuration/HXPreferences.h"
 #include "runtime/NotificationCenter.h"
 #include "runtime/PlistIO.h"
 

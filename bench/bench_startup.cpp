@@ -36,7 +36,8 @@ void prepare(const Root& root) {
       zone << (z % 223 + 1) << '.' << (n / 256) % 256 << '.' << n % 256 << ".0/24\n";
   }
   std::filesystem::create_directories(std::filesystem::path(paths.defaultsFile()).parent_path());
-  std::ofstream(paths.defaultsFile()) << plist::toXml(plist::Value(plist::Dictionary{{"verifySignatures", plist::Value(true)}}));
+  std::ofstream(paths.defaultsFile()) << plist::toXml(
+      plist::Value(plist::Dictionary{{"verifySignatures", plist::Value(true)}}));
 
   test::World world;
   std::vector<std::shared_ptr<HXApplication>> list;

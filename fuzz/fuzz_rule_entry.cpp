@@ -18,11 +18,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t expectedRows = (classified.kind == halvex::RuleEntryKind::skip ? 0 : 1) + 2;
   if (rows.size() != expectedRows) __builtin_trap();
   // Rows drop every "@" and "#", so only entries without them after the prefix rebuild alike.
-  if (classified.kind != halvex::RuleEntryKind::skip && classified.rowText.find_first_of("@#", 1) == std::string::npos &&
+  if (classified.kind != halvex::RuleEntryKind::skip &&
+      classified.rowText.find_first_of("@#", 1) == std::string::npos &&
       classified.value.find("_range") == std::string::npos) {
     for (const auto& row : rows) {
       // The entry's own row: "@443" beside "#_range443" also shows the address "443".
-      if (row->recordType != halvex::recordTypeName(classified.kind) || row->recordAddress != classified.value) continue;
+      if (row->recordType != halvex::recordTypeName(classified.kind) || row->recordAddress != classified.value)
+        continue;
       const auto again = halvex::classifyRuleEntry(halvex::entryFromRecord(*row));
       if (again.kind != classified.kind || again.value != classified.value) __builtin_trap();
     }

@@ -78,16 +78,36 @@ int main(int argc, char** argv) {
   // Before any thread exists, so that every thread inherits the blocked quit signals.
   Composition* agent = nullptr;
   LinuxSignalWatcher signals(
-      frontEnd.mainLoop(), [&] { if (agent) agent->appDelegate.terminate(); },
-      [&] { if (agent) agent->appDelegate.alternateQuitHalvexAgent(); });
+      frontEnd.mainLoop(),
+      [&] {
+        if (agent) agent->appDelegate.terminate();
+      },
+      [&] {
+        if (agent) agent->appDelegate.alternateQuitHalvexAgent();
+      });
 
   LinuxSystem machine(frontEnd.mainLoop(), logger, paths.environment().root);
-  Composition composition(
-      Ports{paths, logger, machine.fileSystem, machine.processInfo, machine.processControl, machine.processOwners,
-            machine.processRunner, machine.sockets, machine.streams, machine.runningApplications, machine.distributedCenter,
-            machine.fileIcons, machine.hostNames, machine.bundleInfo, machine.codeSignatures, machine.tcpProbe,
-            machine.directoryListing, std::cerr, machine.codeSignatures.vendor(), static_cast<std::int32_t>(::getuid())},
-      frontEnd.bundle());
+  Composition composition(Ports{paths,
+                                logger,
+                                machine.fileSystem,
+                                machine.processInfo,
+                                machine.processControl,
+                                machine.processOwners,
+                                machine.processRunner,
+                                machine.sockets,
+                                machine.streams,
+                                machine.runningApplications,
+                                machine.distributedCenter,
+                                machine.fileIcons,
+                                machine.hostNames,
+                                machine.bundleInfo,
+                                machine.codeSignatures,
+                                machine.tcpProbe,
+                                machine.directoryListing,
+                                std::cerr,
+                                machine.codeSignatures.vendor(),
+                                static_cast<std::int32_t>(::getuid())},
+                          frontEnd.bundle());
   agent = &composition;
   frontEnd.attach(composition);
 

@@ -22,7 +22,7 @@ Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
                                            frontEnd.dialogs, ports.processControl, ports.logger, rulesContext,
                                            userDefaults, appsLibrary, exclusionsLibrary, recordsLibrary, preferences,
                                            connectionLog, updates}),
-      decisionContext{globals,        channel,      ports.processControl, rulesContext, frontEnd.alertPresenter,
+      decisionContext{globals,      channel,     ports.processControl, rulesContext, frontEnd.alertPresenter,
                       alertAnswers, ports.logger},
       notifyController(decisionContext, ports.uid),
       appDelegate(AppDelegate::Links{globals, ports.paths, ports.logger, ports.distributedCenter, ports.streams,
@@ -87,8 +87,8 @@ void Composition::inspectSignature(const std::weak_ptr<HXApplication>& weak) {
     path = app->appPath;
     isBinary = !app->appIsBundle;
   }
-  const auto now = signatureInspector.getSignatureInfo(
-      path, isBinary, true, current, [weak, apply](const SignatureFacts& facts) {
+  const auto now =
+      signatureInspector.getSignatureInfo(path, isBinary, true, current, [weak, apply](const SignatureFacts& facts) {
         if (const auto later = weak.lock()) apply(*later, facts);
       });
   apply(*app, now);

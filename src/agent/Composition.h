@@ -103,8 +103,13 @@ class Composition {
   SignatureInspector signatureInspector{ports.codeSignatures, ports.fileSystem, frontEnd.mainLoop, signatureQueue,
                                         ports.signatureVendor};
   HXFlagsController flagsController{ports.paths, ports.fileSystem, ports.directoryListing};
-  HXSockController sockController{ports.hostNames,     ports.tcpProbe,           commandRunner, frontEnd.mainLoop,
-                                  globals.globalBackground, globals.notificationCenter, ports.reports,
+  HXSockController sockController{ports.hostNames,
+                                  ports.tcpProbe,
+                                  commandRunner,
+                                  frontEnd.mainLoop,
+                                  globals.globalBackground,
+                                  globals.notificationCenter,
+                                  ports.reports,
                                   ports.paths.whoisProgram()};
 
   // The request channel: the reader hands each line to the bridge, the bridge to the intake.

@@ -1,9 +1,9 @@
 #include "configuration/ConfigurationSnapshot.h"
 
+#include "configuration/HXPreferences.h"
 #include "rules/HXApplication.h"
 #include "rules/HXExclusion.h"
 #include "rules/HXManagedRecords.h"
-#include "configuration/HXPreferences.h"
 #include "runtime/KeyedArchive.h"
 #include "runtime/PlistIO.h"
 
@@ -83,8 +83,9 @@ class FieldReader {
 
  private:
   bool fail(const char* key, const char* wanted, const Value* v) {
-    error_ = where_ + ": " + key + (v ? std::string(" is a ") + plist::typeName(v->type()) + ", not " + wanted
-                                      : std::string(" is missing (" ) + wanted + ")");
+    error_ = where_ + ": " + key +
+             (v ? std::string(" is a ") + plist::typeName(v->type()) + ", not " + wanted
+                : std::string(" is missing (") + wanted + ")");
     return false;
   }
 
@@ -252,7 +253,8 @@ std::variant<SnapshotContents, SnapshotError> readSnapshot(std::string_view byte
     for (const auto& r : records) {
       const Value* data = r.asDictionary()->find(kHalvexConfiguration);
       if (!data) continue;
-      if (!data->asData()) return SnapshotError{"HalvexConfiguration is a " + std::string(plist::typeName(data->type())) + ", not data"};
+      if (!data->asData())
+        return SnapshotError{"HalvexConfiguration is a " + std::string(plist::typeName(data->type())) + ", not data"};
       auto root = keyedarchive::unarchiveObjectWithData(*data->asData());
       if (auto* error = std::get_if<keyedarchive::ArchiveError>(&root))
         return SnapshotError{"the archived configuration cannot be read (" + error->message + ")"};
@@ -308,7 +310,8 @@ std::string repairedBundlePath(const std::string& appPath, bool appIsBundle) {
   std::size_t start = 0;
   for (;;) {
     const auto slash = appPath.find('/', start);
-    const auto component = std::string_view(appPath).substr(start, slash == std::string::npos ? std::string::npos : slash - start);
+    const auto component =
+        std::string_view(appPath).substr(start, slash == std::string::npos ? std::string::npos : slash - start);
     joined += "/";
     joined += component;
     if (endsWith(joined, ".app") || slash == std::string::npos) break;

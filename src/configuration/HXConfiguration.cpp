@@ -2,12 +2,12 @@
 
 #include <exception>
 
-#include "rules/HXApplication.h"
-#include "rules/HXExclusion.h"
-#include "rules/HXManagedRecords.h"
 #include "configuration/HXPreferences.h"
 #include "configuration/HXPreferencesController.h"
 #include "platform/BundleInfo.h"
+#include "rules/HXApplication.h"
+#include "rules/HXExclusion.h"
+#include "rules/HXManagedRecords.h"
 #include "runtime/PlistIO.h"
 
 namespace halvex {
@@ -42,9 +42,11 @@ constexpr const char* kXpcQuestionText =
 }  // namespace
 
 HXConfiguration::HXConfiguration(Links links) : links_(links) {
-  customPresetObserver_ = links_.globals.notificationCenter.addObserver(kLoadCustomPreset, [this](const Notification& n) {
-    if (const auto* path = n.userInfo.find("presetPath"); path && path->asString()) loadCustomPreset(*path->asString());
-  });
+  customPresetObserver_ =
+      links_.globals.notificationCenter.addObserver(kLoadCustomPreset, [this](const Notification& n) {
+        if (const auto* path = n.userInfo.find("presetPath"); path && path->asString())
+          loadCustomPreset(*path->asString());
+      });
 }
 
 HXConfiguration::~HXConfiguration() { links_.globals.notificationCenter.removeObserver(customPresetObserver_); }
@@ -130,7 +132,8 @@ void HXConfiguration::exportNow(const std::string& path, bool encodeConf, bool s
     links_.distributedCenter.postNotificationName(kWriteHalvexConfiguration, kWriteHalvexConfigurationObject, wrapper);
     return;
   }
-  links_.fileSystem.writeFileAtomically(path, plist::toXml(plist::Value(plist::Array{plist::Value(std::move(wrapper))})));
+  links_.fileSystem.writeFileAtomically(path,
+                                        plist::toXml(plist::Value(plist::Array{plist::Value(std::move(wrapper))})));
 }
 
 void HXConfiguration::importConf(const std::string& path, bool /*decodeConf*/) {
@@ -201,8 +204,8 @@ void HXConfiguration::importNow(const std::string& path) {
   links_.exclusioncontroller.exlusionsLibrary.clear();
   g.globalExclusionsArray.clear();
   for (const auto& record : contents.exclusions) {
-    auto exclusion = std::make_shared<HXExclusion>(links_.rulesContext, record.path, record.rule, record.ignored,
-                                                   record.hardcoded);
+    auto exclusion =
+        std::make_shared<HXExclusion>(links_.rulesContext, record.path, record.rule, record.ignored, record.hardcoded);
     links_.exclusioncontroller.exlusionsLibrary.push_back(exclusion);
     g.globalExclusionsArray.push_back(std::move(exclusion));
   }
@@ -318,22 +321,26 @@ void HXConfiguration::readUserDefaults() {
 
 void HXConfiguration::exportConfToFile() {
   if (requestHoldsQueue()) return;
-  if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true})) exportConf(*path, false, false, false);
+  if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true}))
+    exportConf(*path, false, false, false);
 }
 
 void HXConfiguration::exportEncodedConfToFile() {
   if (requestHoldsQueue()) return;
-  if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true})) exportConf(*path, true, false, false);
+  if (auto path = links_.dialogs.runFilePanel({"Export Halvex configuration to file", true}))
+    exportConf(*path, true, false, false);
 }
 
 void HXConfiguration::importConfFromFile() {
   if (requestHoldsQueue()) return;
-  if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false})) importConf(*path, false);
+  if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false}))
+    importConf(*path, false);
 }
 
 void HXConfiguration::importEncodedConfFromFile() {
   if (requestHoldsQueue()) return;
-  if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false})) importConf(*path, true);
+  if (auto path = links_.dialogs.runFilePanel({"Import Halvex configuration from file", false}))
+    importConf(*path, true);
 }
 
 void HXConfiguration::loadCustomPreset(const std::string& presetPath) { importConf(presetPath, true); }

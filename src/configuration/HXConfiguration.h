@@ -9,18 +9,18 @@
 #include <optional>
 #include <string>
 
+#include "configuration/ConfigurationSnapshot.h"
 #include "configuration/Globals.h"
+#include "configuration/UserDefaults.h"
 #include "platform/Dialogs.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/FileSystem.h"
 #include "platform/ProcessControl.h"
 #include "rules/AtomicField.h"
-#include "configuration/ConfigurationSnapshot.h"
 #include "rules/RuleLibraries.h"
 #include "rules/RulesContext.h"
 #include "runtime/LineLogger.h"
 #include "runtime/Paths.h"
-#include "configuration/UserDefaults.h"
 
 namespace halvex {
 

@@ -5,20 +5,41 @@ namespace halvex {
 namespace preferencekeys {
 
 const std::vector<std::string>& configurationKeys() {
-  static const std::vector<std::string> keys{
-      "notificationDefaultChoice", "notificationDefaultTime", "reverseIPAddressInAppsPopover",
-      "enableNotifications", "notificationsTimeOut", "quietTime", "quietMaxTime", "quietButtonState",
-      "notificationWindowHeight2", "presetName", "presetDescription", "presetLocationID", "presetLocationName",
-      "displayAlertWhenSwitchingLocationAwarenessPreset", "windowStyle", "xoffset", "yoffset", "prefsBlockRoot",
-      "connectionsTTL", "activateLogging", "autoupdate", "popSound", "soundName",
-      "passAppWhenNotificationExpires", "passOrBlockTemp", "automaticXPC", "loggaSuFile", "isLocked"};
+  static const std::vector<std::string> keys{"notificationDefaultChoice",
+                                             "notificationDefaultTime",
+                                             "reverseIPAddressInAppsPopover",
+                                             "enableNotifications",
+                                             "notificationsTimeOut",
+                                             "quietTime",
+                                             "quietMaxTime",
+                                             "quietButtonState",
+                                             "notificationWindowHeight2",
+                                             "presetName",
+                                             "presetDescription",
+                                             "presetLocationID",
+                                             "presetLocationName",
+                                             "displayAlertWhenSwitchingLocationAwarenessPreset",
+                                             "windowStyle",
+                                             "xoffset",
+                                             "yoffset",
+                                             "prefsBlockRoot",
+                                             "connectionsTTL",
+                                             "activateLogging",
+                                             "autoupdate",
+                                             "popSound",
+                                             "soundName",
+                                             "passAppWhenNotificationExpires",
+                                             "passOrBlockTemp",
+                                             "automaticXPC",
+                                             "loggaSuFile",
+                                             "isLocked"};
   return keys;
 }
 
 const std::vector<std::string>& warningKeys() {
-  static const std::vector<std::string> keys{kDraggingManagedAddress, kDraggingManagedFolders, kStartingStrategy,
-                                             kQuitting,               kOverwritingPreset,      kDeletingPreset,
-                                             kEnablingPreset,         kCleaningAllApps,        kChangingTheme};
+  static const std::vector<std::string> keys{
+      kDraggingManagedAddress, kDraggingManagedFolders, kStartingStrategy, kQuitting,     kOverwritingPreset,
+      kDeletingPreset,         kEnablingPreset,         kCleaningAllApps,  kChangingTheme};
   return keys;
 }
 

@@ -1,8 +1,8 @@
 #include "configuration/HXPreferencesController.h"
 
-#include "rules/HXApplication.h"
 #include "configuration/HXConfiguration.h"
 #include "configuration/HXPreferences.h"
+#include "rules/HXApplication.h"
 
 namespace halvex {
 
@@ -15,10 +15,8 @@ namespace {
 struct TabInfo {
   const char* title;
 };
-constexpr TabInfo kTabs[] = {{"General Preferences"},
-                             {"Notifications Preferences"},
-                             {"Logs Preferences"},
-                             {"Appearance Preferences"}};
+constexpr TabInfo kTabs[] = {
+    {"General Preferences"}, {"Notifications Preferences"}, {"Logs Preferences"}, {"Appearance Preferences"}};
 
 std::string integerText(double value) { return std::to_string(static_cast<std::int64_t>(value)); }
 
@@ -26,9 +24,7 @@ std::string integerText(double value) { return std::to_string(static_cast<std::i
 
 HXPreferencesController::HXPreferencesController(Links links) : links_(std::move(links)) {}
 
-void HXPreferencesController::notify() {
-  changed();
-}
+void HXPreferencesController::notify() { changed(); }
 
 void HXPreferencesController::applyTheme() {
   const auto theme = links_.globals.preferences.user().currentTheme;
@@ -120,7 +116,8 @@ void HXPreferencesController::sendToDaemonManageXPCOption() {
 }
 
 void HXPreferencesController::changeManageRoot() {
-  links_.globals.preferences.updateConfiguration([&](ConfigurationPreferences& p) { p.prefsBlockRoot = view.manageRoot.state; });
+  links_.globals.preferences.updateConfiguration(
+      [&](ConfigurationPreferences& p) { p.prefsBlockRoot = view.manageRoot.state; });
   sendToDaemonManageRootOption();
   notify();
 }
@@ -185,7 +182,8 @@ void HXPreferencesController::changeAutoupdate() {
 }
 
 void HXPreferencesController::changeNotifSound() {
-  links_.globals.preferences.updateConfiguration([&](ConfigurationPreferences& p) { p.popSound = view.popSoundBtn.state; });
+  links_.globals.preferences.updateConfiguration(
+      [&](ConfigurationPreferences& p) { p.popSound = view.popSoundBtn.state; });
   notify();
 }
 
@@ -198,7 +196,8 @@ void HXPreferencesController::selectSound() {
 
 void HXPreferencesController::changeNotifTimeout() {
   const double seconds = static_cast<double>(static_cast<std::int64_t>(view.notificationsTimeoutSlider.value));
-  links_.globals.preferences.updateConfiguration([&](ConfigurationPreferences& p) { p.notificationsTimeOut = seconds; });
+  links_.globals.preferences.updateConfiguration(
+      [&](ConfigurationPreferences& p) { p.notificationsTimeOut = seconds; });
   view.notificationsTimeoutLabel.text = integerText(seconds);
   notify();
 }

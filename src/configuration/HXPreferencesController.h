@@ -8,15 +8,15 @@
 #include <string>
 #include <vector>
 
-#include "runtime/Signal.h"
 #include "configuration/Globals.h"
+#include "configuration/UserDefaults.h"
 #include "platform/Dialogs.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/SoundPlayer.h"
 #include "rules/RuleLibraries.h"
 #include "runtime/Graphics.h"
 #include "runtime/Paths.h"
-#include "configuration/UserDefaults.h"
+#include "runtime/Signal.h"
 
 namespace halvex {
 

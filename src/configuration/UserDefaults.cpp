@@ -5,8 +5,7 @@
 
 namespace halvex {
 
-UserDefaults::UserDefaults(FileSystem& fileSystem, std::string path)
-    : fileSystem_(fileSystem), path_(std::move(path)) {
+UserDefaults::UserDefaults(FileSystem& fileSystem, std::string path) : fileSystem_(fileSystem), path_(std::move(path)) {
   const auto bytes = fileSystem_.readFile(path_);
   if (!bytes) return;
   auto parsed = plist::parse(*bytes);

@@ -46,7 +46,6 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   void sendUserChoice(std::int64_t choice, std::optional<std::string> action, std::optional<std::string> iporport,
                       const std::string& timervalue, bool isAuto, const std::string& subnet);
 
-
   Request parameters;
 
   // True until the request is answered without showing anything.

@@ -36,7 +36,7 @@ HXFlagsController::HXFlagsController(const Paths& paths, const FileSystem& files
 }
 
 NationsTable HXFlagsController::loadZones(const FileSystem& files, const DirectoryListing& listing,
-                                           const std::string& directory) {
+                                          const std::string& directory) {
   NationsTable table;
   const std::string folder = directory + "/";
   for (const auto& name : listing.list(directory)) {

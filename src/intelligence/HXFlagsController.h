@@ -27,9 +27,9 @@ inline constexpr std::string_view kUnknownLocationImage = "terra";
 
 // What the alert shows for the location of an address.
 struct NationLocation {
-  std::string name;          // attributedNation
-  std::string image;         // named image for nationFlag
-  bool clipRound = false;    // the image is clipped to a circle
+  std::string name;        // attributedNation
+  std::string image;       // named image for nationFlag
+  bool clipRound = false;  // the image is clipped to a circle
   bool operator==(const NationLocation&) const = default;
 };
 

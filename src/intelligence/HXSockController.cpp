@@ -26,11 +26,17 @@ std::string cleanWhoisText(std::string text) {
   return removeAll(std::move(text), "% ");
 }
 
-HXSockController::HXSockController(HostNames& hostNames, TcpProbe& probe, const CommandRunner& runner,
-                                   MainLoop& loop, ConcurrentQueue& background, NotificationCenter& notifications,
-                                   std::ostream& report, std::string whoisProgram)
-    : hostNames_(hostNames), probe_(probe), runner_(runner), loop_(loop), background_(background),
-      notifications_(notifications), report_(report), whoisProgram_(std::move(whoisProgram)) {}
+HXSockController::HXSockController(HostNames& hostNames, TcpProbe& probe, const CommandRunner& runner, MainLoop& loop,
+                                   ConcurrentQueue& background, NotificationCenter& notifications, std::ostream& report,
+                                   std::string whoisProgram)
+    : hostNames_(hostNames),
+      probe_(probe),
+      runner_(runner),
+      loop_(loop),
+      background_(background),
+      notifications_(notifications),
+      report_(report),
+      whoisProgram_(std::move(whoisProgram)) {}
 
 std::string HXSockController::responseString() const { return whoisOpen_.load() ? "2" : "1"; }
 

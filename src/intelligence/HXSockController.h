@@ -40,7 +40,8 @@ class HXSockController {
   // The first reverse name of the address, if any. Blocks: call off the main loop.
   std::optional<std::string> hostName(const std::string& address) const;
   // Looks the name up on `queue` and hands it (or nothing) to `deliver` on the main loop.
-  void lookUpHostName(std::string address, ConcurrentQueue& queue, std::function<void(std::optional<std::string>)> deliver);
+  void lookUpHostName(std::string address, ConcurrentQueue& queue,
+                      std::function<void(std::optional<std::string>)> deliver);
 
   // The cleaned whois report of an address, or "ERROR". Only a text that parses as one IPv4 or
   // IPv6 address is looked up, in its canonical form; anything else is "ERROR" and runs nothing.

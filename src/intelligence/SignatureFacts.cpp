@@ -32,8 +32,8 @@ std::string authorityName(std::string_view authorityLine) {
   const auto first = authorityLine.find('=');
   if (first == std::string_view::npos) return {};
   const auto second = authorityLine.find('=', first + 1);
-  const auto value = authorityLine.substr(first + 1, second == std::string_view::npos ? std::string_view::npos
-                                                                                       : second - first - 1);
+  const auto value =
+      authorityLine.substr(first + 1, second == std::string_view::npos ? std::string_view::npos : second - first - 1);
   return removeAll(std::string(value), kDeveloperId);
 }
 
@@ -43,7 +43,11 @@ bool isPlatformAuthority(std::string_view authorityLine) {
 
 SignatureInspector::SignatureInspector(CodeSignatures& signatures, const FileSystem& files, MainLoop& loop,
                                        ConcurrentQueue& background, std::string vendorName)
-    : signatures_(signatures), files_(files), loop_(loop), background_(background), vendorName_(std::move(vendorName)) {}
+    : signatures_(signatures),
+      files_(files),
+      loop_(loop),
+      background_(background),
+      vendorName_(std::move(vendorName)) {}
 
 SignatureFacts SignatureInspector::getSignatureInfo(const std::string& appPath, bool isBinaryEntry,
                                                     bool verifySignatures, const SignatureFacts& current,

@@ -20,10 +20,10 @@ namespace halvex {
 
 // The signature facts an app record keeps.
 struct SignatureFacts {
-  std::string appSignatureInfo;      // sentence for the popover
-  bool appIsSigned = false;          // the report did not say "object is not signed"
-  bool appHasValidSignature = false; // the verification printed nothing
-  bool appIsSignedByApple = false;   // the leaf authority is the platform vendor's
+  std::string appSignatureInfo;       // sentence for the popover
+  bool appIsSigned = false;           // the report did not say "object is not signed"
+  bool appHasValidSignature = false;  // the verification printed nothing
+  bool appIsSignedByApple = false;    // the leaf authority is the platform vendor's
   bool operator==(const SignatureFacts&) const = default;
 };
 
@@ -59,8 +59,8 @@ bool isPlatformAuthority(std::string_view authorityLine);
 class SignatureInspector {
  public:
   // `vendorName` is the platform vendor as the texts name it ("... is signed by <vendor>").
-  SignatureInspector(CodeSignatures& signatures, const FileSystem& files, MainLoop& loop,
-                     ConcurrentQueue& background, std::string vendorName = "Debian");
+  SignatureInspector(CodeSignatures& signatures, const FileSystem& files, MainLoop& loop, ConcurrentQueue& background,
+                     std::string vendorName = "Debian");
 
   using FactsDelivery = std::function<void(const SignatureFacts&)>;
   // Starts the inspection of an app and returns at once with the facts that hold meanwhile; each

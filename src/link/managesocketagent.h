@@ -24,8 +24,7 @@ class managesocketagent {
 
   // Every request read goes to `bridge`.
   managesocketagent(UnixDatagramSockets& sockets, const ProcessInfo& processes, ProcessControl& process,
-                    const LineLogger& logger, BridgeClassHalvex& bridge, std::string agentPath,
-                    std::string daemonPath);
+                    const LineLogger& logger, BridgeClassHalvex& bridge, std::string agentPath, std::string daemonPath);
 
   // Opens the channel, then reads until a receive gives 0 or less. Runs on a background thread.
   void openandreadsocketagent();

@@ -153,9 +153,7 @@ class ArrayController {
   void dropHiddenFromSelection() {
     std::erase_if(selection_, [this](const Object& object) { return !shows(*object); });
   }
-  void notify() {
-    changed();
-  }
+  void notify() { changed(); }
 
   Content& content_;
   LockSource lockSource_;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <charconv>
 
+#include "configuration/HXConfiguration.h"
+#include "configuration/HXPreferences.h"
 #include "link/managesocketagent.h"
 #include "rules/GenerateHXApplication.h"
 #include "rules/HXApplication.h"
-#include "configuration/HXConfiguration.h"
-#include "configuration/HXPreferences.h"
 
 namespace halvex {
 
@@ -38,15 +38,13 @@ EntryCounts countEntries(const std::vector<std::string>& matches) {
 std::int64_t flippedState(std::int64_t state, const std::vector<std::string>& matches) {
   switch (state) {
     case 1:
-    case 3:
-      return 0;
+    case 3: return 0;
     case 4: {
       const auto counts = countEntries(matches);
       if (counts.passed == 0 && counts.blocked == 0) return 0;
       return counts.blocked == 0 ? 3 : 2;
     }
-    default:
-      return 1;
+    default: return 1;
   }
 }
 
@@ -73,7 +71,8 @@ HXController::HXController(Links links) : links_(std::move(links)) {
   appsLibraryController.changed.connect([this] { refreshView(); });
 
   auto& center = links_.globals.notificationCenter;
-  observers_.push_back(center.addObserver(kCopyArrayAppLibrary, [this](const Notification&) { copyArrayAppLibrary(); }));
+  observers_.push_back(
+      center.addObserver(kCopyArrayAppLibrary, [this](const Notification&) { copyArrayAppLibrary(); }));
   observers_.push_back(center.addObserver(kExpireApp, [this](const Notification& n) {
     const auto* name = n.userInfo.find("appName");
     expireApp(name && name->asString() ? *name->asString() : std::string());
@@ -111,9 +110,7 @@ void HXController::snapshotAndSend() {
 }
 
 void HXController::queueSendConf() {
-  links_.globals.synchronizedNotification.asyncBarrier([this] {
-    links_.sendConf();
-  });
+  links_.globals.synchronizedNotification.asyncBarrier([this] { links_.sendConf(); });
 }
 
 void HXController::sendConfiguration() { queueSendConf(); }
@@ -340,7 +337,8 @@ bool HXController::portIsValid(const HXApplication& app, std::int64_t port) {
 }
 
 bool HXController::logsIPIsValid(HXApplication& app, const std::string& ipaddr) {
-  std::erase_if(app.appMatches, [&](const std::string& entry) { return entry == "@" + ipaddr || entry == "#" + ipaddr; });
+  std::erase_if(app.appMatches,
+                [&](const std::string& entry) { return entry == "@" + ipaddr || entry == "#" + ipaddr; });
   return true;
 }
 
@@ -370,12 +368,8 @@ void HXController::setAppRuleFromLogs(LogRuleItem sender, const std::vector<LogC
       const std::int64_t state = app->appIsBlockedOrAllowed;
       bool send = true;
       switch (sender) {
-        case LogRuleItem::blockAppItem:
-          app->setRule(1);
-          break;
-        case LogRuleItem::passAppItem:
-          app->setRule(0);
-          break;
+        case LogRuleItem::blockAppItem: app->setRule(1); break;
+        case LogRuleItem::passAppItem: app->setRule(0); break;
         case LogRuleItem::blockPortItem:
         case LogRuleItem::passPortItem: {
           const bool block = sender == LogRuleItem::blockPortItem;
@@ -410,8 +404,8 @@ void HXController::setAppRuleFromLogs(LogRuleItem sender, const std::vector<LogC
   // A new app: a whole-app item gives it that state; a port or address item passes (or blocks)
   // everything else and puts the opposite entry first.
   auto app = generateHXApplication(0, path);
-  const bool block = sender == LogRuleItem::blockAppItem || sender == LogRuleItem::blockPortItem ||
-                     sender == LogRuleItem::blockIPItem;
+  const bool block =
+      sender == LogRuleItem::blockAppItem || sender == LogRuleItem::blockPortItem || sender == LogRuleItem::blockIPItem;
   const bool portItem = sender == LogRuleItem::blockPortItem || sender == LogRuleItem::passPortItem;
   const bool addressItem = sender == LogRuleItem::blockIPItem || sender == LogRuleItem::passIPItem;
   if (portItem || addressItem) {

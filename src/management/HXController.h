@@ -20,8 +20,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/Signal.h"
 #include "configuration/Globals.h"
+#include "configuration/UserDefaults.h"
 #include "management/AppsGridView.h"
 #include "management/ArrayController.h"
 #include "management/DragSession.h"
@@ -29,7 +29,7 @@
 #include "rules/RuleLibraries.h"
 #include "rules/RulesContext.h"
 #include "runtime/NotificationCenter.h"
-#include "configuration/UserDefaults.h"
+#include "runtime/Signal.h"
 
 namespace halvex {
 

@@ -22,10 +22,10 @@ struct ProcessRequest {
 };
 
 struct ProcessResult {
-  bool launched = false;   // false: the program could not be started at all
-  bool timedOut = false;   // killed at the time limit
-  int exitStatus = -1;     // exit code; -1 for a program ended by a signal or never started
-  std::string output;      // raw bytes, not checked for any encoding
+  bool launched = false;  // false: the program could not be started at all
+  bool timedOut = false;  // killed at the time limit
+  int exitStatus = -1;    // exit code; -1 for a program ended by a signal or never started
+  std::string output;     // raw bytes, not checked for any encoding
 };
 
 class ProcessRunner {

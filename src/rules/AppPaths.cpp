@@ -22,7 +22,8 @@ std::vector<std::string_view> components(std::string_view path) {
 }
 
 void replaceAll(std::string& s, std::string_view from, std::string_view to) {
-  for (auto at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size())) s.replace(at, from.size(), to);
+  for (auto at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size()))
+    s.replace(at, from.size(), to);
 }
 
 }  // namespace

@@ -139,17 +139,16 @@ void HXApplication::invalidate(AtomicField<TimerId>& field) {
 
 HXApplication::TimerId HXApplication::scheduleOneShot(double seconds, AtomicField<TimerId> HXApplication::*field,
                                                       void (HXApplication::*action)()) {
-  const auto interval = std::chrono::duration_cast<MainLoop::Duration>(
-      std::chrono::duration<double>(std::max(0.0, seconds)));
+  const auto interval =
+      std::chrono::duration_cast<MainLoop::Duration>(std::chrono::duration<double>(std::max(0.0, seconds)));
   // The timer learns its own id once scheduled, so that firing marks only itself as done.
   auto ownId = std::make_shared<std::atomic<TimerId>>(0);
-  const TimerId id = context_->mainLoop.scheduleTimer(
-      interval, false, [weak = weak_from_this(), ownId, field, action] {
-        const auto self = weak.lock();
-        if (!self) return;
-        (self.get()->*field).compareExchange(ownId->load(), 0);
-        (self.get()->*action)();
-      });
+  const TimerId id = context_->mainLoop.scheduleTimer(interval, false, [weak = weak_from_this(), ownId, field, action] {
+    const auto self = weak.lock();
+    if (!self) return;
+    (self.get()->*field).compareExchange(ownId->load(), 0);
+    (self.get()->*action)();
+  });
   ownId->store(id);
   return id;
 }

@@ -101,8 +101,8 @@ class Writer {
     auto [it, inserted] = classes_.try_emplace(name, 0);
     if (inserted) {
       it->second = objects_.size();
-      objects_.emplace_back(Dictionary{{"$classname", Value(name)},
-                                       {"$classes", Value(Array{Value(name), Value("NSObject")})}});
+      objects_.emplace_back(
+          Dictionary{{"$classname", Value(name)}, {"$classes", Value(Array{Value(name), Value("NSObject")})}});
     }
     return Uid{it->second};
   }
@@ -154,8 +154,9 @@ class Reader {
       const Array* keys = arrayAt(*dict, "NS.keys");
       const Array* refs = arrayAt(*dict, "NS.objects");
       if (!keys || !refs) return false;
-      if (keys->size() != refs->size()) return fail("dictionary with " + std::to_string(keys->size()) + " keys and " +
-                                                    std::to_string(refs->size()) + " objects");
+      if (keys->size() != refs->size())
+        return fail("dictionary with " + std::to_string(keys->size()) + " keys and " + std::to_string(refs->size()) +
+                    " objects");
       Dictionary result;
       for (std::size_t i = 0; i < keys->size(); ++i) {
         Value key;

@@ -39,7 +39,8 @@ std::string LineLogger::prefix() const {
   char stamp[64];
   std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
   char out[160];
-  std::snprintf(out, sizeof out, "%s.%03lld %s[%d] ", stamp, static_cast<long long>(millis), processName_.c_str(), pid_);
+  std::snprintf(out, sizeof out, "%s.%03lld %s[%d] ", stamp, static_cast<long long>(millis), processName_.c_str(),
+                pid_);
   return out;
 }
 

@@ -53,9 +53,7 @@ const Value& Dictionary::valueAt(std::size_t i) const {
   return values_[i];
 }
 
-bool Dictionary::operator==(const Dictionary& other) const {
-  return keys_ == other.keys_ && values_ == other.values_;
-}
+bool Dictionary::operator==(const Dictionary& other) const { return keys_ == other.keys_ && values_ == other.values_; }
 
 std::optional<bool> Value::asBool() const {
   if (auto b = std::get_if<bool>(&v_)) return *b;

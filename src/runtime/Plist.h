@@ -97,8 +97,8 @@ class Value {
   bool operator==(const Value& other) const { return v_ == other.v_; }
 
  private:
-  std::variant<std::monostate, bool, std::int64_t, double, std::string, plist::Data, plist::Date,
-               plist::Uid, plist::Array, plist::Dictionary>
+  std::variant<std::monostate, bool, std::int64_t, double, std::string, plist::Data, plist::Date, plist::Uid,
+               plist::Array, plist::Dictionary>
       v_;
 };
 

@@ -89,7 +89,8 @@ bool fromNode(plist_t node, Value& out, int depth, std::string& error) {
       std::uint64_t length = 0;
       const char* p = plist_get_data_ptr(node, &length);
       Data data;
-      if (p) data.bytes.assign(reinterpret_cast<const std::uint8_t*>(p), reinterpret_cast<const std::uint8_t*>(p) + length);
+      if (p)
+        data.bytes.assign(reinterpret_cast<const std::uint8_t*>(p), reinterpret_cast<const std::uint8_t*>(p) + length);
       out = Value(std::move(data));
       return true;
     }
@@ -159,9 +160,7 @@ bool fromNode(plist_t node, Value& out, int depth, std::string& error) {
       out = Value(std::move(dict));
       return true;
     }
-    default:
-      error = "unsupported property list node";
-      return false;
+    default: error = "unsupported property list node"; return false;
   }
 }
 

@@ -68,7 +68,7 @@ class XmlArrayWriter {
   std::size_t itemsInSlice_ = 0;
   void* slice_;
   std::vector<std::string> pieces_;  // the document's head, then each slice's items
-  std::string tail_;  // from the array's closing tag to the end
+  std::string tail_;                 // from the array's closing tag to the end
 };
 
 }  // namespace halvex::plist

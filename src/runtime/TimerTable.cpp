@@ -4,8 +4,7 @@
 
 namespace halvex {
 
-MainLoop::TimerId TimerTable::add(TimePoint now, MainLoop::Duration interval, bool repeats,
-                                  MainLoop::Task task) {
+MainLoop::TimerId TimerTable::add(TimePoint now, MainLoop::Duration interval, bool repeats, MainLoop::Task task) {
   // A repeating timer with no interval would spin the loop for ever.
   if (repeats && interval <= MainLoop::Duration::zero()) interval = std::chrono::milliseconds(1);
   const auto id = nextId_++;

@@ -1,11 +1,10 @@
-#include "commands/CommandRunner.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 
+#include "commands/CommandRunner.h"
 #include "fakes/FakeProcessRunner.h"
 #include "platform/linux/LinuxProcessRunner.h"
 
@@ -34,8 +33,11 @@ TEST(ShellScriptText, ReadsTheCommandAndTheSuffixAndMendsInvalidUtf8) {
   EXPECT_FALSE(parseShellScript("do shell script \"bad escape \\q\""));
 
   EXPECT_EQ(toValidUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
-  EXPECT_EQ(toValidUtf8("a\xFF" "b"), "a\xEF\xBF\xBD" "b");
-  EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");    // overlong
+  EXPECT_EQ(toValidUtf8("a\xFF"
+                        "b"),
+            "a\xEF\xBF\xBD"
+            "b");
+  EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");                  // overlong
   EXPECT_EQ(toValidUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // surrogate
   EXPECT_EQ(toValidUtf8("\xF0\x9F\x98"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // cut short
 }

@@ -11,8 +11,7 @@ using plist::Dictionary;
 using plist::Value;
 using test::ConfigurationWorld;
 
-Value appRecord(const std::string& name, const std::string& path, bool bundle, std::int64_t state,
-                Array matches = {}) {
+Value appRecord(const std::string& name, const std::string& path, bool bundle, std::int64_t state, Array matches = {}) {
   return Value(Dictionary{{"HalvexClassName", Value("HXApplication")},
                           {"appName", Value(name)},
                           {"appPath", Value(path)},
@@ -65,7 +64,8 @@ TEST_F(ConfigurationTest, SendConfPostsTheWholeCompactListWithExactlyItsThreeKey
             (Dictionary{{"path", Value("/usr/sbin")}, {"rule", Value(std::int64_t{0})}}))
       << "built-in folders are sent";
   EXPECT_EQ(*arrayAt(list, "RecordList")[0].asDictionary(),
-            (Dictionary{{"record", Value("10.0.0.0/8")}, {"rule", Value(std::int64_t{1})}, {"type", Value(std::int64_t{1})}}));
+            (Dictionary{
+                {"record", Value("10.0.0.0/8")}, {"rule", Value(std::int64_t{1})}, {"type", Value(std::int64_t{1})}}));
 }
 
 TEST_F(ConfigurationTest, ExportWritesThePlainOrTheEncodedFormOrHandsItToTheDaemon) {
@@ -118,9 +118,9 @@ TEST_F(ConfigurationTest, ALargePlainExportIsTheTextOfItsRecords) {
   w.configuration.exportConf("/plain.plist", false, false, false);
   const auto& g = w.globals;
   // The preferences record is taken from the file: only the apps take the new path.
-  const std::string whole = plist::toXml(Value(classRecords(
-      *(*w.fileValue("/plain.plist").asArray())[0].asDictionary(), g.globalExclusionsArray, g.globalRecordsArray,
-      g.globalAppsArray)));
+  const std::string whole =
+      plist::toXml(Value(classRecords(*(*w.fileValue("/plain.plist").asArray())[0].asDictionary(),
+                                      g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray)));
   EXPECT_EQ(*w.files.readFile("/plain.plist"), whole);
 }
 
@@ -160,11 +160,11 @@ TEST_F(ConfigurationTest, PlainAndEncodedFilesRestoreTheSameLibrary) {
 TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries) {
   w.files.addDirectory("/Applications/Bar.app");
   w.bundles.names["/Applications/Bar.app"] = "Bar Deluxe";
-  w.files.addFile("/conf", xmlOf({appRecord("Foo.app", "/Applications/Foo.app/Contents/MacOS/Foo", true, 0,
-                                            Array{Value("@1.1.1.1")}),
-                                  appRecord("tool", "/Applications/Foo.app/Contents/MacOS/Foo", false, 1),
-                                  appRecord("Bar.app", "/Applications/Bar.app", true, 4),
-                                  appRecord("Odd", "//opt//odd//bin", true, 7)}));
+  w.files.addFile(
+      "/conf",
+      xmlOf({appRecord("Foo.app", "/Applications/Foo.app/Contents/MacOS/Foo", true, 0, Array{Value("@1.1.1.1")}),
+             appRecord("tool", "/Applications/Foo.app/Contents/MacOS/Foo", false, 1),
+             appRecord("Bar.app", "/Applications/Bar.app", true, 4), appRecord("Odd", "//opt//odd//bin", true, 7)}));
   w.addApp("old", "/old", 0);
   w.configuration.importConf("/conf", true);
 
@@ -185,11 +185,12 @@ TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries
 TEST_F(ConfigurationTest, ImportReplacesFoldersAndRulesAndEndsWithTheMessagesInOrder) {
   w.addFolder("/stale", 0);
   w.addGlobalRule("1.1.1.1", 0, 1);
-  w.files.addFile("/conf", xmlOf({record("HXExclusion", {{"path", Value("/")}, {"rule", Value(std::int64_t{1})},
-                                                          {"ignored", Value(true)}}),
-                                  record("HXManagedRecords", {{"record", Value("80")}, {"type", Value(std::int64_t{2})},
-                                                              {"rule", Value(std::int64_t{0})}}),
-                                  record("SomethingNew", {{"x", Value(1)}})}));
+  w.files.addFile(
+      "/conf",
+      xmlOf({record("HXExclusion", {{"path", Value("/")}, {"rule", Value(std::int64_t{1})}, {"ignored", Value(true)}}),
+             record("HXManagedRecords",
+                    {{"record", Value("80")}, {"type", Value(std::int64_t{2})}, {"rule", Value(std::int64_t{0})}}),
+             record("SomethingNew", {{"x", Value(1)}})}));
   w.globals.enableNotifications = true;
   w.configuration.importConf("/conf", false);
 
@@ -238,10 +239,10 @@ TEST_F(ConfigurationTest, PreferencesFollowTheirAbsentRulesAndTheLocationOddity)
 }
 
 TEST_F(ConfigurationTest, AnOldConfigurationAsksAboutAutomaticXpc) {
-  const Array records{record("HXPreferences", {}),
-                      appRecord("helper.xpc", "/Applications/A.app/Contents/XPCServices/helper.xpc/Contents/MacOS/h",
-                                false, 0),
-                      appRecord("curl", "/usr/bin/curl", false, 0)};
+  const Array records{
+      record("HXPreferences", {}),
+      appRecord("helper.xpc", "/Applications/A.app/Contents/XPCServices/helper.xpc/Contents/MacOS/h", false, 0),
+      appRecord("curl", "/usr/bin/curl", false, 0)};
   for (const int button : {1001, 1000}) {
     ConfigurationWorld world;
     world.files.addFile("/conf", encodedFileOf(records));

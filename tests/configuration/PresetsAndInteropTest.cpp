@@ -38,7 +38,8 @@ Imported importPreset(const std::string& name) {
   w.loop.runPending();
   EXPECT_TRUE(w.dialogs.shown().empty()) << name << " is a current configuration: no question";
   EXPECT_TRUE(w.globals.automaticXPC);
-  Imported out{w.globals.enableNotifications, {}, w.globals.globalAppsArray.size(), w.globals.globalRecordsArray.size()};
+  Imported out{
+      w.globals.enableNotifications, {}, w.globals.globalAppsArray.size(), w.globals.globalRecordsArray.size()};
   for (const auto& e : w.globals.globalExclusionsArray) out.folders.emplace_back(e->path, e->rule);
   return out;
 }
@@ -69,7 +70,9 @@ TEST(PresetsTest, EachStockConfigurationDoesWhatItsStrategyPromises) {
 
 // Runs a Python program over plistlib; answers its standard output.
 std::string python(const std::string& program) {
-  const auto dir = std::filesystem::temp_directory_path() / ("halvex-py-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" + std::to_string(std::rand()));
+  const auto dir = std::filesystem::temp_directory_path() /
+                   ("halvex-py-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
+                    std::to_string(std::rand()));
   std::filesystem::create_directories(dir);
   const auto script = dir / "p.py";
   std::ofstream(script) << program;

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "fakes/MemoryFiles.h"
 #include "configuration/UserDefaults.h"
+#include "fakes/MemoryFiles.h"
 
 namespace halvex {
 namespace {

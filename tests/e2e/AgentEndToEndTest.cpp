@@ -77,11 +77,11 @@ TEST(AgentEndToEnd, AnAgentServesThroughBadInputASecondInstanceAndADaemonGoneAnd
   EXPECT_EQ(*results[2].reply, line("3", ::getpid()) + " 0 # #");
 
   // Malformed datagrams are dropped and the agent goes on.
-  daemon->sendRaw(std::string(128, 'x'));                                     // no NUL at all
-  daemon->sendLine("1 192.0.2.1 443 " + pid + " TCP 4");                      // six fields
-  daemon->sendLine("1 192.0.2.1 443 " + pid + " TCP 4 0 8");                  // eight fields
-  daemon->sendRaw(std::string("\x01\x02 \xff\xfe", 6) + std::string(122, '\x7f'));   // binary
-  daemon->sendLine("1 192.0.2.1 443 notapid TCP 4 0");                        // a pid that is no number
+  daemon->sendRaw(std::string(128, 'x'));                                           // no NUL at all
+  daemon->sendLine("1 192.0.2.1 443 " + pid + " TCP 4");                            // six fields
+  daemon->sendLine("1 192.0.2.1 443 " + pid + " TCP 4 0 8");                        // eight fields
+  daemon->sendRaw(std::string("\x01\x02 \xff\xfe", 6) + std::string(122, '\x7f'));  // binary
+  daemon->sendLine("1 192.0.2.1 443 notapid TCP 4 0");                              // a pid that is no number
   results = daemon->exchange({line("9", sleeper->pid())}, 1, 5000ms);
   ASSERT_TRUE(results[0].reply) << agent.output();
   EXPECT_EQ(*results[0].reply, line("9", sleeper->pid()) + " 0 # #");
@@ -132,7 +132,9 @@ TEST(AgentEndToEnd, AnAgentServesThroughBadInputASecondInstanceAndADaemonGoneAnd
   EXPECT_EQ(restarted.wait(), 0);
   ASSERT_TRUE(recorder.waitFor("stopKext"));
   for (const auto& n : recorder.all()) {
-    if (n.name == "stopKext") { EXPECT_EQ(n.object, "it.halvex.stop"); }
+    if (n.name == "stopKext") {
+      EXPECT_EQ(n.object, "it.halvex.stop");
+    }
   }
 }
 

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "e2e/Harness.h"
 #include "configuration/ConfigurationSnapshot.h"
+#include "e2e/Harness.h"
 #include "runtime/PlistIO.h"
 
 using namespace halvex;
@@ -29,17 +29,27 @@ std::size_t count(const std::string& text, const std::string& needle) {
 std::string customDefaults() {
   const Array records{
       Value(Dictionary{{"HalvexClassName", Value("HXPreferences")}, {"automaticXPC", Value(true)}}),
-      Value(Dictionary{{"HalvexClassName", Value("HXExclusion")}, {"path", Value("/opt/jail")},
-                       {"rule", Value(std::int64_t{1})}, {"ignored", Value(false)}}),
-      Value(Dictionary{{"HalvexClassName", Value("HXManagedRecords")}, {"record", Value("10.0.0.0/8")},
-                       {"type", Value(std::int64_t{1})}, {"rule", Value(std::int64_t{0})}}),
-      Value(Dictionary{{"HalvexClassName", Value("HXApplication")}, {"appName", Value("curl")},
-                       {"appPath", Value("/usr/bin/curl")}, {"appBinaries", Value(Array{Value("/usr/bin/curl")})},
-                       {"appIsBundle", Value(false)}, {"appIsBlockedOrAllowed", Value(std::int64_t{4})},
+      Value(Dictionary{{"HalvexClassName", Value("HXExclusion")},
+                       {"path", Value("/opt/jail")},
+                       {"rule", Value(std::int64_t{1})},
+                       {"ignored", Value(false)}}),
+      Value(Dictionary{{"HalvexClassName", Value("HXManagedRecords")},
+                       {"record", Value("10.0.0.0/8")},
+                       {"type", Value(std::int64_t{1})},
+                       {"rule", Value(std::int64_t{0})}}),
+      Value(Dictionary{{"HalvexClassName", Value("HXApplication")},
+                       {"appName", Value("curl")},
+                       {"appPath", Value("/usr/bin/curl")},
+                       {"appBinaries", Value(Array{Value("/usr/bin/curl")})},
+                       {"appIsBundle", Value(false)},
+                       {"appIsBlockedOrAllowed", Value(std::int64_t{4})},
                        {"appMatches", Value(Array{Value("@192.0.2.1"), Value("#443")})}}),
-      Value(Dictionary{{"HalvexClassName", Value("HXApplication")}, {"appName", Value("wget")},
-                       {"appPath", Value("/usr/bin/wget")}, {"appBinaries", Value(Array{Value("/usr/bin/wget")})},
-                       {"appIsBundle", Value(false)}, {"appIsBlockedOrAllowed", Value(std::int64_t{1})},
+      Value(Dictionary{{"HalvexClassName", Value("HXApplication")},
+                       {"appName", Value("wget")},
+                       {"appPath", Value("/usr/bin/wget")},
+                       {"appBinaries", Value(Array{Value("/usr/bin/wget")})},
+                       {"appIsBundle", Value(false)},
+                       {"appIsBlockedOrAllowed", Value(std::int64_t{1})},
                        {"appMatches", Value(Array{})}}),
   };
   return plist::toXml(Value(Array{Value(encodedConfiguration(records, "test"))}));

@@ -10,10 +10,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "platform/linux/DbusNotificationCenter.h"
@@ -188,6 +188,8 @@ bool NotificationRecorder::waitFor(const std::string& name, std::chrono::millise
   return waitUntil([&] { return count(name) > 0; }, timeout);
 }
 
-std::unique_ptr<Child> startSleeper() { return std::make_unique<Child>(std::vector<std::string>{"/bin/sleep", "60"}, Environment{}, "/dev/null"); }
+std::unique_ptr<Child> startSleeper() {
+  return std::make_unique<Child>(std::vector<std::string>{"/bin/sleep", "60"}, Environment{}, "/dev/null");
+}
 
 }  // namespace halvex::e2e

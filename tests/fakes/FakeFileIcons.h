@@ -19,6 +19,7 @@ class FakeFileIcons final : public FileIcons {
     const auto it = icons_.find(path);
     return it == icons_.end() ? "text-x-generic" : it->second;
   }
+
  private:
   mutable std::mutex mutex_;
   std::map<std::string, std::string> icons_;

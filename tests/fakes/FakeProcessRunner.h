@@ -38,7 +38,9 @@ class FakeProcessRunner final : public ProcessRunner {
 
  private:
   mutable std::mutex mutex_;
-  Handler handler_ = [](const ProcessRequest&) { return ProcessResult{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}}; };
+  Handler handler_ = [](const ProcessRequest&) {
+    return ProcessResult{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}};
+  };
   std::vector<ProcessRequest> requests_;
 };
 

@@ -27,8 +27,11 @@ inline constexpr const char* kAgentPath = "/r/var/run/halvex/agent/.it.dovik.hal
 inline constexpr const char* kDaemonPath = "/r/var/run/halvex/.it.dovik.halvex.agentc";
 
 inline PathEnvironment testEnvironment(std::string resourcesDir = "/res") {
-  return {.root = "/r", .home = "/home/u", .xdgConfigHome = "/home/u/.config",
-          .xdgStateHome = "/home/u/.local/state", .resourcesDir = std::move(resourcesDir)};
+  return {.root = "/r",
+          .home = "/home/u",
+          .xdgConfigHome = "/home/u/.config",
+          .xdgStateHome = "/home/u/.local/state",
+          .resourcesDir = std::move(resourcesDir)};
 }
 
 struct World {
@@ -75,8 +78,8 @@ struct World {
   std::ostringstream reports;
   Paths paths;
 
-  Composition agent{Ports{paths, logger, files, processes, control, owners, runner, sockets, streams, running, center,
-                          icons, hostNames, bundles, signatures, probe, files, reports, "Debian", 501},
+  Composition agent{Ports{paths,  logger, files,     processes, control,    owners, runner, sockets, streams,  running,
+                          center, icons,  hostNames, bundles,   signatures, probe,  files,  reports, "Debian", 501},
                     front.bundle()};
 
   Globals& globals = agent.globals;

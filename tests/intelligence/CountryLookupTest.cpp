@@ -67,8 +67,10 @@ TEST(CountryIndex, AgreesWithTheWalkEvenWhereNetworksOverlap) {
     std::vector<std::uint32_t> probes;
     for (const auto& r : ranges)
       for (std::uint32_t a : {r.first - 1, r.first, r.first + 1, r.last - 1, r.last, r.last + 1}) probes.push_back(a);
-    for (int i = 0; i < 2000; ++i) probes.push_back((static_cast<std::uint32_t>(random() % 6 + 59) << 24) | (random() & 0xFFFFFF));
-    for (const std::uint32_t a : probes) ASSERT_EQ(searchNationsLinear(table, dotted(a)), index.find(dotted(a))) << dotted(a);
+    for (int i = 0; i < 2000; ++i)
+      probes.push_back((static_cast<std::uint32_t>(random() % 6 + 59) << 24) | (random() & 0xFFFFFF));
+    for (const std::uint32_t a : probes)
+      ASSERT_EQ(searchNationsLinear(table, dotted(a)), index.find(dotted(a))) << dotted(a);
   }
 }
 

@@ -1,5 +1,3 @@
-#include "intelligence/SignatureFacts.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +5,7 @@
 #include <fstream>
 
 #include "fakes/World.h"
+#include "intelligence/SignatureFacts.h"
 #include "platform/linux/DpkgCodeSignatures.h"
 #include "platform/linux/LinuxProcessRunner.h"
 
@@ -99,14 +98,17 @@ TEST_F(Signatures, PanelShowsBothReportsOrTellsTheFileIsGone) {
   SignaturePanel before;
   before.signtext = "old text";
   std::vector<SignaturePanel> delivered;
-  const auto running = inspector_.showSignatureInfo(kApp, before, [&](const SignaturePanel& p) { delivered.push_back(p); });
+  const auto running =
+      inspector_.showSignatureInfo(kApp, before, [&](const SignaturePanel& p) { delivered.push_back(p); });
   EXPECT_EQ(running, (SignaturePanel{true, false, "old text", ""}));
   drain();
-  EXPECT_EQ(delivered, std::vector<SignaturePanel>{(SignaturePanel{
-                           false, true,
-                           "Signature validity check:\n\nx: valid on disk\n\n\nSignature details:\n\nAuthority=Jane\n", ""})});
+  EXPECT_EQ(delivered,
+            std::vector<SignaturePanel>{(SignaturePanel{
+                false, true,
+                "Signature validity check:\n\nx: valid on disk\n\n\nSignature details:\n\nAuthority=Jane\n", ""})});
 
-  const auto gone = inspector_.showSignatureInfo("/gone", before, [&](const SignaturePanel& p) { delivered.push_back(p); });
+  const auto gone =
+      inspector_.showSignatureInfo("/gone", before, [&](const SignaturePanel& p) { delivered.push_back(p); });
   EXPECT_EQ(gone, (SignaturePanel{false, true, "old text", "File not found"}));
   drain();
   EXPECT_EQ(delivered.size(), 1u);
@@ -119,7 +121,12 @@ TEST_F(Signatures, AlertLampsFollowTheReports) {
     std::vector<AlertSignature> got;
     int finished = 0;
     inspector_.inspectForAlert(
-        "/p", [&](const AlertSignature& a) { EXPECT_EQ(finished, 0); got.push_back(a); }, [&] { ++finished; });
+        "/p",
+        [&](const AlertSignature& a) {
+          EXPECT_EQ(finished, 0);
+          got.push_back(a);
+        },
+        [&] { ++finished; });
     drain();
     EXPECT_EQ(finished, 1) << "the end is told once, after the last step";
     return got;

@@ -1,5 +1,3 @@
-#include "intelligence/HXSockController.h"
-
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
@@ -8,6 +6,7 @@
 #include <unistd.h>
 
 #include "fakes/World.h"
+#include "intelligence/HXSockController.h"
 #include "platform/linux/LinuxHostNames.h"
 #include "platform/linux/LinuxTcpProbe.h"
 
@@ -23,7 +22,8 @@ class Sock : public ::testing::Test {
 };
 
 TEST(WhoisText, MarkersAreRemovedInOrder) {
-  EXPECT_EQ(cleanWhoisText("% Abuse contact\nNetRange: 1.0.0.0 # note\n## x#y\n"), "Abuse contact\nNetRange: 1.0.0.0 note\nxy\n");
+  EXPECT_EQ(cleanWhoisText("% Abuse contact\nNetRange: 1.0.0.0 # note\n## x#y\n"),
+            "Abuse contact\nNetRange: 1.0.0.0 note\nxy\n");
   EXPECT_EQ(cleanWhoisText("100%\n50% off"), "100%\n50off") << "only a percent sign followed by a blank goes";
   EXPECT_EQ(cleanWhoisText("#% x"), "x") << "removing '#' can make a new '% '";
 }
@@ -39,7 +39,10 @@ TEST_F(Sock, HostNameIsTheFirstNameOrNothing) {
 }
 
 TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
-  ProcessResult r{.launched = true, .timedOut = false, .exitStatus = 0, .output = "% IANA WHOIS\n# comment\nrefer: whois.example\n"};
+  ProcessResult r{.launched = true,
+                  .timedOut = false,
+                  .exitStatus = 0,
+                  .output = "% IANA WHOIS\n# comment\nrefer: whois.example\n"};
   w.runner.answerWith(r);
   std::string done;
   sock_.clickWhois("1.2.3.4", [&](const std::string& text) { done = text; });
@@ -55,7 +58,8 @@ TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
   EXPECT_EQ(sock_.whoisReport("2001:DB8:0::1"), "ERROR");
   EXPECT_EQ(w.runner.requests().back().arguments[1], "/r/usr/bin/whois 2001:db8::1") << "the canonical address";
   using namespace std::string_literals;
-  for (const std::string& text : {"1.2.3.4; rm -rf ~"s, "\"\xFF"s, "face"s, "::::"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s})
+  for (const std::string& text :
+       {"1.2.3.4; rm -rf ~"s, "\"\xFF"s, "face"s, "::::"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s})
     EXPECT_EQ(sock_.whoisReport(text), "ERROR") << text;
   EXPECT_EQ(w.runner.requests().size(), 2u) << "a text that is no address never reaches a shell";
 }

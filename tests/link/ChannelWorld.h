@@ -24,7 +24,8 @@ struct ChannelWorld : World {
   // Runs the main loop until `replies` replies have gone out, then until the queue stands idle
   // and unsuspended (a sync block runs only after every earlier block, on a queue not held).
   void settle(std::size_t replies) {
-    for (int i = 0; i < 500 && sockets.sentLines().size() < replies; ++i) loop.waitAndRun(std::chrono::milliseconds(10));
+    for (int i = 0; i < 500 && sockets.sentLines().size() < replies; ++i)
+      loop.waitAndRun(std::chrono::milliseconds(10));
     for (int i = 0; i < 500; ++i) {
       if (globals.synchronizedNotification.suspendCount() == 0) return globals.synchronizedNotification.sync([] {});
       loop.waitAndRun(std::chrono::milliseconds(10));

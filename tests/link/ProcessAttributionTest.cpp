@@ -19,11 +19,11 @@ TEST(ProcessAttribution, TheServiceReportNamesTheOwnerOnlyInItsOneForm) {
   const auto owner = XPCpid::parseOwner(77, report("domain = com.apple.xpc.launchd.domain.pid.Safari.812"));
   EXPECT_EQ(owner.pid, 812);
   EXPECT_EQ(owner.name, "Safari");
-  for (const std::string& bad : {std::string(), report("domain = com.apple.xpc.launchd.domain.system"),
-                                 report("domain = com.apple.xpc.launchd.domain.pid.Big.99999"),
-                                 report("domain = com.apple.xpc.launchd.domain.pid.Big.0"),
-                                 report("domain = com.apple.xpc.launchd.domain.pid.Big.12x"),
-                                 std::string("no domain line at all")}) {
+  for (const std::string& bad :
+       {std::string(), report("domain = com.apple.xpc.launchd.domain.system"),
+        report("domain = com.apple.xpc.launchd.domain.pid.Big.99999"),
+        report("domain = com.apple.xpc.launchd.domain.pid.Big.0"),
+        report("domain = com.apple.xpc.launchd.domain.pid.Big.12x"), std::string("no domain line at all")}) {
     const auto d = XPCpid::parseOwner(77, bad);
     EXPECT_EQ(std::make_pair(d.pid, d.name), std::make_pair(77, std::string("unknown"))) << bad;
   }
@@ -32,7 +32,9 @@ TEST(ProcessAttribution, TheServiceReportNamesTheOwnerOnlyInItsOneForm) {
 }
 
 TEST(ProcessAttribution, TheViaNamesAResponsibleAppThatIsThere) {
-  auto lookup = [](std::int32_t pid) { return std::string(pid == 400 ? "/Applications/Big.app/Contents/MacOS/Big" : "error"); };
+  auto lookup = [](std::int32_t pid) {
+    return std::string(pid == 400 ? "/Applications/Big.app/Contents/MacOS/Big" : "error");
+  };
   const std::string service = "/Applications/Big.app/Contents/XPCServices/N.xpc/Contents/MacOS/N";
   EXPECT_EQ(viaStringFor(service, "400", lookup), " via Big");
   EXPECT_EQ(viaStringFor(service, "0", lookup), "");
@@ -56,7 +58,8 @@ TEST(ProcessAttribution, ConnectionEventsUseTheDaemonsPathOnlyForGoneProcesses) 
   owners.reports[601] = report("domain = com.apple.xpc.launchd.domain.pid.user.400");
   XPCpid xpc(owners);
   const std::string service = "/A/Big.app/Contents/XPCServices/N.xpc/Contents/MacOS/N";
-  const std::map<std::int32_t, std::string> paths{{600, service}, {601, service}, {400, "/A/Big.app"}, {300, "/usr/bin/curl"}};
+  const std::map<std::int32_t, std::string> paths{
+      {600, service}, {601, service}, {400, "/A/Big.app"}, {300, "/usr/bin/curl"}};
   auto infoprocess = [&](std::int32_t pid) { return paths.contains(pid) ? paths.at(pid) : std::string("error"); };
   auto uid = [](std::int32_t pid) -> std::int32_t { return pid == 300 ? 0 : (pid == 999 ? -1 : 501); };
   auto attribute = [&](const std::string& pid) {

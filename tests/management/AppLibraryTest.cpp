@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include "management/LibraryWorld.h"
-#include "rules/AppPaths.h"
 #include "configuration/HXPreferences.h"
 #include "configuration/HXPreferencesController.h"
+#include "management/LibraryWorld.h"
+#include "rules/AppPaths.h"
 
 namespace halvex::test {
 namespace {
@@ -106,8 +106,13 @@ TEST(AppLibrary, TheLockFlipsPassAndBlockAndAskingAppsByTheirEntries) {
     Names matches;
     std::int64_t flipped;
   };
-  for (const auto& c : std::vector<Case>{{0, {}, 1}, {2, {"#1.2.3.4"}, 1}, {1, {}, 0}, {3, {"@443"}, 0},
-                                         {4, {}, 0}, {4, {"#_range1:2"}, 2}, {4, {"@_range1:2", "@443"}, 3},
+  for (const auto& c : std::vector<Case>{{0, {}, 1},
+                                         {2, {"#1.2.3.4"}, 1},
+                                         {1, {}, 0},
+                                         {3, {"@443"}, 0},
+                                         {4, {}, 0},
+                                         {4, {"#_range1:2"}, 2},
+                                         {4, {"@_range1:2", "@443"}, 3},
                                          {4, {"@443", "#80"}, 2}}) {
     LibraryWorld w;
     auto app = w.load("/opt/app", c.state, c.matches);
@@ -159,7 +164,10 @@ TEST(AppLibrary, CleaningAllAsksUnlessToldNotToAndSendsTheDatagram) {
   LibraryWorld w;
   w.load("/opt/a", 0);
   w.load("/opt/b", 1);
-  auto clean = [&] { w.controller.emptyall(); w.settle(); };
+  auto clean = [&] {
+    w.controller.emptyall();
+    w.settle();
+  };
 
   // Cancel with the box ticked: nothing cleaned, but the warning is off from now on.
   w.dialogs.script({1001, true});
@@ -198,7 +206,10 @@ TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
   auto askNone = w.load("/opt/n", 4);
   auto passMixed = w.load("/opt/x", 2, {"#1.1.1.1", "@2.2.2.2"});
   auto blockOne = w.load("/opt/y", 3, {"@443"});
-  auto post = [&](const char* name) { w.globals.notificationCenter.post(name); w.settle(); };
+  auto post = [&](const char* name) {
+    w.globals.notificationCenter.post(name);
+    w.settle();
+  };
   w.globals.enableNotifications = true;
 
   post("silenceNotifications");
@@ -305,9 +316,12 @@ TEST(AppLibrary, RulesFromTheLogMakeNewAppsForUnknownPaths) {
     Names matches;
   };
   using enum LogRuleItem;
-  for (const auto& c : std::vector<Case>{{blockAppItem, 1, {}},        {passAppItem, 0, {}},
-                                         {blockPortItem, 2, {"#53"}},     {passPortItem, 3, {"@53"}},
-                                         {blockIPItem, 2, {"#10.1.1.1"}}, {passIPItem, 3, {"@10.1.1.1"}}}) {
+  for (const auto& c : std::vector<Case>{{blockAppItem, 1, {}},
+                                         {passAppItem, 0, {}},
+                                         {blockPortItem, 2, {"#53"}},
+                                         {passPortItem, 3, {"@53"}},
+                                         {blockIPItem, 2, {"#10.1.1.1"}},
+                                         {passIPItem, 3, {"@10.1.1.1"}}}) {
     LibraryWorld w;
     w.load("/opt/known", 0);
     // A service is found by its owner's path.

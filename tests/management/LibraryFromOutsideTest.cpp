@@ -74,12 +74,23 @@ void exportAndImportEveryWay(LibraryWorld& w) {
   auto& c = w.configuration;
   const std::string conf = c.confPath();
   const std::function<void()> actions[] = {
-      [&] { w.dialogs.panelAnswer = "/out/plain"; c.exportConfToFile(); },
-      [&] { w.dialogs.panelAnswer = "/out/encoded"; c.exportEncodedConfToFile(); },
+      [&] {
+        w.dialogs.panelAnswer = "/out/plain";
+        c.exportConfToFile();
+      },
+      [&] {
+        w.dialogs.panelAnswer = "/out/encoded";
+        c.exportEncodedConfToFile();
+      },
       [&] { c.exportConf("/out/direct", true, false, false); },
-      [&] { w.dialogs.panelAnswer = conf; c.importConfFromFile(); },
+      [&] {
+        w.dialogs.panelAnswer = conf;
+        c.importConfFromFile();
+      },
       [&] { c.importEncodedConfFromFile(); },
-      [&] { w.globals.notificationCenter.post("loadCustomPreset", {{"presetPath", plist::Value(conf)}}); },
+      [&] {
+        w.globals.notificationCenter.post("loadCustomPreset", {{"presetPath", plist::Value(conf)}});
+      },
       [&] { c.importConf(conf, true); }};
   for (const auto& action : actions) {
     std::atomic<bool> returned{false};

@@ -78,8 +78,7 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
         break;
       case 5:
         // Entries added to a known app in place, the way the rule check reads them.
-        w.controller.setAppRuleFromLogs(LogRuleItem::passIPItem,
-                                        {{toolPath(round % kTools), "", "", "10.9.9.9", 443}});
+        w.controller.setAppRuleFromLogs(LogRuleItem::passIPItem, {{toolPath(round % kTools), "", "", "10.9.9.9", 443}});
         break;
       case 6:
         w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem,
@@ -87,8 +86,8 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
         break;
       case 7: w.controller.removeApp(); break;
       case 8:
-        w.globals.notificationCenter.post(
-            "expireApp", plist::Dictionary{{"appName", plist::Value(round % 20 ? "tool" : "daemon")}});
+        w.globals.notificationCenter.post("expireApp",
+                                          plist::Dictionary{{"appName", plist::Value(round % 20 ? "tool" : "daemon")}});
         break;
       case 9:
         // The selected app asks again, in quiet time, as after an alert's quiet choice.
@@ -119,7 +118,8 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
   EXPECT_TRUE(w.globals.notifyControllers.empty());
   EXPECT_EQ(w.globals.synchronizedNotification.suspendCount(), 0) << "every request let the queue go";
   EXPECT_EQ(w.globals.globalAppsArray, w.controller.appsLibrary) << "the mirror holds the library's objects in order";
-  EXPECT_EQ(w.daemonBinaries(), w.collect(w.controller.appsLibrary, [](const auto& a) { return a->appBinaries.front(); }));
+  EXPECT_EQ(w.daemonBinaries(),
+            w.collect(w.controller.appsLibrary, [](const auto& a) { return a->appBinaries.front(); }));
   EXPECT_EQ(w.gridNames().size(), w.controller.appsLibrary.size());
 }
 

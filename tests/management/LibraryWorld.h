@@ -73,9 +73,15 @@ struct LibraryWorld : World {
     for (const auto& item : range) names.push_back(field(item));
     return names;
   }
-  Names daemonBinaries() const { return collect(daemonApps(), [](const auto& a) { return a.binary; }); }
-  Names mirrorNames() const { return collect(globals.globalAppsArray, [](const auto& a) { return a->appName; }); }
-  Names gridNames() const { return collect(controller.appsGrid.items, [](const auto& i) { return i.appName; }); }
+  Names daemonBinaries() const {
+    return collect(daemonApps(), [](const auto& a) { return a.binary; });
+  }
+  Names mirrorNames() const {
+    return collect(globals.globalAppsArray, [](const auto& a) { return a->appName; });
+  }
+  Names gridNames() const {
+    return collect(controller.appsGrid.items, [](const auto& i) { return i.appName; });
+  }
 
   DragSession& drag = agent.dragSession;
 };

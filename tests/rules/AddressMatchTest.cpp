@@ -17,21 +17,32 @@ struct MatchCase {
 
 TEST(DVMatchIPTest, Ipv4MatchesUnderTheMaskReadingAddressesLeniently) {
   const MatchCase cases[] = {
-      {"192.168.1.7", "192.168.0.0/16", true}, {"192.169.1.7", "192.168.0.0/16", false},
-      {"10.0.0.1", "10.0.0.1/32", true},       {"10.0.0.1", "10.0.0.2/32", false},
-      {"172.31.255.1", "172.16.0.0/12", true}, {"172.32.0.1", "172.16.0.0/12", false},
-      {"10.1.15.255", "10.1.0.0/20", true},    {"10.1.16.0", "10.1.0.0/20", false},  // a partial byte
-      {"127.255.0.1", "0.0.0.0/1", true},      {"128.0.0.1", "0.0.0.0/1", false},
+      {"192.168.1.7", "192.168.0.0/16", true},
+      {"192.169.1.7", "192.168.0.0/16", false},
+      {"10.0.0.1", "10.0.0.1/32", true},
+      {"10.0.0.1", "10.0.0.2/32", false},
+      {"172.31.255.1", "172.16.0.0/12", true},
+      {"172.32.0.1", "172.16.0.0/12", false},
+      {"10.1.15.255", "10.1.0.0/20", true},
+      {"10.1.16.0", "10.1.0.0/20", false},  // a partial byte
+      {"127.255.0.1", "0.0.0.0/1", true},
+      {"128.0.0.1", "0.0.0.0/1", false},
       // The prefix is read up to its first non-digit: "24abc" is 24.
-      {"10.0.0.9", "10.0.0.0/24abc", true},    {"10.0.1.9", "10.0.0.0/24abc", false},
+      {"10.0.0.9", "10.0.0.0/24abc", true},
+      {"10.0.1.9", "10.0.0.0/24abc", false},
       // Addresses are read as the C library reads them: short, octal, hexadecimal, one number.
-      {"10.1", "10.0.0.1/32", true},           {"010.0.0.1", "8.0.0.0/8", true},
-      {"0x7f.1", "127.0.0.0/8", true},         {"167772161", "10.0.0.1/32", true},
+      {"10.1", "10.0.0.1/32", true},
+      {"010.0.0.1", "8.0.0.0/8", true},
+      {"0x7f.1", "127.0.0.0/8", true},
+      {"167772161", "10.0.0.1/32", true},
       {"010.0.0.1", "10.0.0.0/8", false},
       // Unreadable input is a failed match.
-      {"10.0.0.1", "10.0.0.0/33", false},      {"10.0.0.1", "10.0.0.0/-1", false},
-      {"10.0.0.1", "10.0.0.0/99999999999", false}, {"not-an-address", "0.0.0.0/0", false},
-      {"10.0.0.1", "ten/0", false},            {"10.0.0.1", "10.0.0.1", false},  // no "/"
+      {"10.0.0.1", "10.0.0.0/33", false},
+      {"10.0.0.1", "10.0.0.0/-1", false},
+      {"10.0.0.1", "10.0.0.0/99999999999", false},
+      {"not-an-address", "0.0.0.0/0", false},
+      {"10.0.0.1", "ten/0", false},
+      {"10.0.0.1", "10.0.0.1", false},  // no "/"
       {"", "0.0.0.0/0", false},
   };
   DVMatchIP m;
@@ -44,17 +55,26 @@ TEST(DVMatchIPTest, Ipv4MatchesUnderTheMaskReadingAddressesLeniently) {
 
 TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
   const MatchCase cases[] = {
-      {"fe80::1", "fe80::/10", true},          {"febf:ffff::1", "fe80::/10", true},
-      {"fec0::1", "fe80::/10", false},         {"2001:db8::1", "fe80::/10", false},
-      {"fd12::1", "fc00::/7", true},           {"fe00::1", "fc00::/7", false},
-      {"2001:db8:0:0:1::", "2001:db8::/48", true}, {"2001:db9::", "2001:db8::/48", false},
-      {"::1", "::/0", true},                   {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "::/0", true},
-      {"2001:db8::5", "2001:db8::5", true},    {"2001:db8::6", "2001:db8::5", false},  // no "/": all 128 bits
-      {"fe80::1", "zz::/10", false},           {"fe80::1", "fe80::/129", false},
+      {"fe80::1", "fe80::/10", true},
+      {"febf:ffff::1", "fe80::/10", true},
+      {"fec0::1", "fe80::/10", false},
+      {"2001:db8::1", "fe80::/10", false},
+      {"fd12::1", "fc00::/7", true},
+      {"fe00::1", "fc00::/7", false},
+      {"2001:db8:0:0:1::", "2001:db8::/48", true},
+      {"2001:db9::", "2001:db8::/48", false},
+      {"::1", "::/0", true},
+      {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "::/0", true},
+      {"2001:db8::5", "2001:db8::5", true},
+      {"2001:db8::6", "2001:db8::5", false},  // no "/": all 128 bits
+      {"fe80::1", "zz::/10", false},
+      {"fe80::1", "fe80::/129", false},
       // An address that is no IPv6 text compares as all zeros: it fails every real network, and
       // "::/0", which compares no bits at all, takes it like every other address.
-      {"not-v6", "fe80::/10", false},          {"10.0.0.1", "2001:db8::/48", false},
-      {"10.0.0.1", "::/0", true},              {"not-v6", "::/120", true},
+      {"not-v6", "fe80::/10", false},
+      {"10.0.0.1", "2001:db8::/48", false},
+      {"10.0.0.1", "::/0", true},
+      {"not-v6", "::/120", true},
   };
   DVMatchIP m;
   for (const auto& c : cases) EXPECT_EQ(m.matchIPV6(c.address, c.network), c.matches) << c.address << " " << c.network;
@@ -63,14 +83,15 @@ TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
 TEST(DVMatchIPTest, CidrValidationTakesWhatTheNetworkReadersTake) {
   DVMatchIP m;
   // Abbreviated, without "/", hexadecimal.
-  for (const char* good : {"10.0.0.0/8", "10/8", "192.168.1.5", "0x0a/8"}) EXPECT_TRUE(m.validateIPV4cidr(good)) << good;
+  for (const char* good : {"10.0.0.0/8", "10/8", "192.168.1.5", "0x0a/8"})
+    EXPECT_TRUE(m.validateIPV4cidr(good)) << good;
   for (const char* bad : {"10.0.0.0/33", "256.0.0.0/8", "1.2.3.4.5", "10.0.0.0/8x", "host/8", ""})
     EXPECT_FALSE(m.validateIPV4cidr(bad)) << bad;
   for (const char* good : {"fe80::/10", "::/0", "2001:db8::1", "::ffff:10.0.0.1"})
     EXPECT_TRUE(m.validateIPV6cidr(good)) << good;
   // "/010": a leading zero in the length is refused.
-  for (const char* bad : {"zz::/10", "fe80::/129", "fe80::/010", "fe80::/", "1:2:3:4:5:6:7:8:9", "1::2::3", "10.0.0.1",
-                          ""})
+  for (const char* bad :
+       {"zz::/10", "fe80::/129", "fe80::/010", "fe80::/", "1:2:3:4:5:6:7:8:9", "1::2::3", "10.0.0.1", ""})
     EXPECT_FALSE(m.validateIPV6cidr(bad)) << bad;
 }
 
@@ -79,17 +100,20 @@ TEST(DVValidateIPTest, OnlyPlainAddressesAreValid) {
   for (const char* good : {"::1", "127.0.0.1", "0.0.0.0", "fe80::1", "::ffff:1.2.3.4", "2001:db8::"}) {
     EXPECT_TRUE(v.isValidIpAddress(good)) << good;
   }
-  for (const char* bad : {"127.0.0.1/8", "localhost", "10.1", "010.0.0.1", "256.1.1.1", "1.2.3.4 ", "fe80::1%eth0",
-                          "", ":", "1:::2", "12345::"}) {
+  for (const char* bad : {"127.0.0.1/8", "localhost", "10.1", "010.0.0.1", "256.1.1.1", "1.2.3.4 ", "fe80::1%eth0", "",
+                          ":", "1:::2", "12345::"}) {
     EXPECT_FALSE(v.isValidIpAddress(bad)) << bad;
   }
 }
 
 TEST(MatchAddressTextTest, InetAtonReadsShortOctalAndHexForms) {
-  const std::pair<const char*, Ipv4Bytes> read[] = {
-      {"10.1", {10, 0, 0, 1}},          {"10.1.2", {10, 1, 0, 2}},        {"10.1.258", {10, 1, 1, 2}},
-      {"010.0.0.1", {8, 0, 0, 1}},      {"0x0A.0.0.0xff", {10, 0, 0, 255}}, {"4294967295", {255, 255, 255, 255}},
-      {"1.2.3.4 trailing words", {1, 2, 3, 4}}};
+  const std::pair<const char*, Ipv4Bytes> read[] = {{"10.1", {10, 0, 0, 1}},
+                                                    {"10.1.2", {10, 1, 0, 2}},
+                                                    {"10.1.258", {10, 1, 1, 2}},
+                                                    {"010.0.0.1", {8, 0, 0, 1}},
+                                                    {"0x0A.0.0.0xff", {10, 0, 0, 255}},
+                                                    {"4294967295", {255, 255, 255, 255}},
+                                                    {"1.2.3.4 trailing words", {1, 2, 3, 4}}};
   for (const auto& [text, bytes] : read) EXPECT_EQ(addr::inetAton(text), bytes) << text;
   for (const char* refused : {"", "1.2.3.4.5", "256.0.0.0", "1.2.65536", "4294967296", "08.0.0.0", "0x", "1..2",
                               "1.2.3.", ".1", "-1", "a.b.c.d", "1.2.3.4x"}) {
@@ -100,9 +124,9 @@ TEST(MatchAddressTextTest, InetAtonReadsShortOctalAndHexForms) {
 TEST(MatchAddressTextTest, NetworkReadersAnswerTheNumberOfBits) {
   std::uint8_t v4[4] = {};
   // Classes A, B and C; an address widened to the bytes given; multicast keeps its 4 bits; class E padded.
-  const std::pair<const char*, int> bits4[] = {{"10/8", 8},         {"10", 8},         {"172.16", 16},
-                                               {"192.168.1", 24},   {"192.168.1.5", 32}, {"224.1.2.3", 4},
-                                               {"240.1", 32},       {"1/99999999999", -1}};
+  const std::pair<const char*, int> bits4[] = {
+      {"10/8", 8},         {"10", 8},        {"172.16", 16}, {"192.168.1", 24},
+      {"192.168.1.5", 32}, {"224.1.2.3", 4}, {"240.1", 32},  {"1/99999999999", -1}};
   for (const auto& [text, bits] : bits4) EXPECT_EQ(addr::inetNetPton4(text, v4, 4), bits) << text;
   EXPECT_EQ(addr::inetNetPton4("10.20.0.0/14", v4, 4), 14);
   EXPECT_EQ(v4[1], 20);
@@ -126,8 +150,13 @@ TEST(MatchAddressTextTest, NetworkReadersAnswerTheNumberOfBits) {
 }
 
 TEST(MatchAddressTextTest, IntValueReadsLeadingDigitsOnly) {
-  const std::pair<const char*, int> values[] = {{"24", 24}, {"  +7x", 7}, {"-3", -3}, {"abc", 0}, {"", 0},
-                                                {"99999999999", 2147483647}, {"-99999999999", -2147483647 - 1}};
+  const std::pair<const char*, int> values[] = {{"24", 24},
+                                                {"  +7x", 7},
+                                                {"-3", -3},
+                                                {"abc", 0},
+                                                {"", 0},
+                                                {"99999999999", 2147483647},
+                                                {"-99999999999", -2147483647 - 1}};
   for (const auto& [text, value] : values) EXPECT_EQ(addr::intValue(text), value) << text;
 }
 

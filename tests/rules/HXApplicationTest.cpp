@@ -47,8 +47,8 @@ TEST_F(HXApplicationTest, SystemBinariesAreBareBinariesInSystemFolders) {
   for (const char* path : {"/usr/sbin/foo", "/usr/libexec/foo", "/System/Library/foo"})
     EXPECT_TRUE(make(path)->appIsSystemBinary) << path;
   EXPECT_FALSE(make("/usr/bin/foo")->appIsSystemBinary);
-  const auto bundle =
-      HXApplication::initWithAppName(context, "Foo.app", {"Foo.app/"}, true, false, "/System/Library/CoreServices/Foo.app");
+  const auto bundle = HXApplication::initWithAppName(context, "Foo.app", {"Foo.app/"}, true, false,
+                                                     "/System/Library/CoreServices/Foo.app");
   EXPECT_FALSE(bundle->appIsSystemBinary);
 }
 
@@ -59,7 +59,9 @@ TEST_F(HXApplicationTest, SignatureInspectionStartsOnlyWhenVerifyingAnExistingFi
     while (loop.waitAndRun(std::chrono::milliseconds(100))) {
     }
   };
-  auto verify = [&](bool on) { world.globals.preferences.updateUser([&](UserPreferences& u) { u.verifySignatures = on; }); };
+  auto verify = [&](bool on) {
+    world.globals.preferences.updateUser([&](UserPreferences& u) { u.verifySignatures = on; });
+  };
   make();
   verify(true);
   make("/opt/gone/tool");
@@ -90,13 +92,11 @@ TEST_F(HXApplicationTest, SetRuleFollowsItsTableForEveryState) {
   LabelColors colors;
   colors.color2 = Color::rgba(0.1, 0.2, 0.3);
   world.globals.preferences.updateUser([&](UserPreferences& u) { u.colors = colors; });
-  const Row rows[] = {{0, false, false, false, false, false, colors.color0},
-                      {1, true, false, false, false, false, colors.color1},
-                      {2, false, false, true, false, true, colors.color2},
-                      {3, true, false, false, true, true, colors.color3},
-                      {4, false, true, false, false, true, colors.color4b},
-                      {7, false, false, false, false, false, colors.color0},
-                      {-1, false, false, false, false, false, colors.color0}};
+  const Row rows[] = {
+      {0, false, false, false, false, false, colors.color0}, {1, true, false, false, false, false, colors.color1},
+      {2, false, false, true, false, true, colors.color2},   {3, true, false, false, true, true, colors.color3},
+      {4, false, true, false, false, true, colors.color4b},  {7, false, false, false, false, false, colors.color0},
+      {-1, false, false, false, false, false, colors.color0}};
   for (const auto& row : rows) {
     const auto app = make();
     app->setRule(3);  // start from a state that sets flags the row may have to clear
@@ -132,9 +132,8 @@ TEST_F(HXApplicationTest, SetRuleEndsTimersAndQuietTimeExceptWhenAsking) {
 
 TEST_F(HXApplicationTest, TimedRuleExpiryPostsTheAppNameOnceUnlessStoppedOrGone) {
   std::vector<std::string> expired;
-  center.addObserver("expireApp", [&](const Notification& n) {
-    expired.push_back(*n.userInfo.find("appName")->asString());
-  });
+  center.addObserver("expireApp",
+                     [&](const Notification& n) { expired.push_back(*n.userInfo.find("appName")->asString()); });
   const auto app = make();
   app->setAppTimer(60);
   EXPECT_FALSE(app->appHasTimer);  // callers set it

@@ -125,7 +125,7 @@ TEST(HXExclusionTest, RuleImagesLockAndColour) {
 }
 
 TEST(HXManagedRecordsTest, IconByTypeAndImageByRule) {
-  const std::pair<std::int64_t, const char*> icons[] = {{0, "icon_ip"},        {1, "icon_subnet"}, {2, "icon_port"},
+  const std::pair<std::int64_t, const char*> icons[] = {{0, "icon_ip"},        {1, "icon_subnet"},  {2, "icon_port"},
                                                         {3, "icon_portrange"}, {16, "icon_subnet"}, {99, "icon_ip"},
                                                         {-4, "icon_ip"}};
   for (const auto& [type, icon] : icons) {

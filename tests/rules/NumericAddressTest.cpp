@@ -1,6 +1,6 @@
-#include "rules/NumericAddress.h"
-
 #include <gtest/gtest.h>
+
+#include "rules/NumericAddress.h"
 
 namespace halvex {
 namespace {
@@ -9,10 +9,15 @@ using namespace std::string_literals;
 
 TEST(NumericAddress, OneAddressInItsCanonicalTextOrNothing) {
   const std::pair<std::string, std::string> canonical[] = {
-      {"192.0.2.1", "192.0.2.1"}, {"2001:DB8:0:0:0:0:0:1", "2001:db8::1"}, {"::", "::"}, {"fe80::", "fe80::"},
-      {"2001:db8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},     // the first of two equal runs
+      {"192.0.2.1", "192.0.2.1"},
+      {"2001:DB8:0:0:0:0:0:1", "2001:db8::1"},
+      {"::", "::"},
+      {"fe80::", "fe80::"},
+      {"2001:db8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},      // the first of two equal runs
       {"2001:0db8:0:1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},  // a single zero group stays
-      {"1:0:0:2:0:0:0:3", "1:0:0:2::3"}, {"::FFFF:10.0.0.1", "::ffff:10.0.0.1"}, {"::ffff:a00:1", "::ffff:10.0.0.1"}};
+      {"1:0:0:2:0:0:0:3", "1:0:0:2::3"},
+      {"::FFFF:10.0.0.1", "::ffff:10.0.0.1"},
+      {"::ffff:a00:1", "::ffff:10.0.0.1"}};
   for (const auto& [text, expected] : canonical) EXPECT_EQ(numericAddress(text), expected) << text;
 
   for (const std::string& text : {""s, "10.1"s, "010.0.0.1"s, " 1.2.3.4"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s,

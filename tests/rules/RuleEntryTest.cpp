@@ -11,12 +11,26 @@ TEST(RuleEntryTest, ClassifiesByTheFixedOrderOfTests) {
   using enum RuleEntryKind;
   // A "/" makes a subnet before any address test; "_range" a range despite its ":". Ports are whole
   // integers from 1 to 65535; anything else after a prefix is an address.
-  const std::pair<const char*, RuleEntryKind> kinds[] = {
-      {"@192.168.1.5", address}, {"#10.0.0.0/8", subnet}, {"@443", port},         {"#_range8000:9000", range},
-      {"@fe80::1/64", subnet},   {"@_range1:2", range},   {"@_range1/2", range},  {"@fe80::1", address},
-      {"#example.com", address}, {"@1", port},            {"@65535", port},       {"@0443", port},
-      {"#0", address},           {"@65536", address},     {"@70000", address},    {"@-5", address},
-      {"@", address},            {"@44x", address},       {"@4 4", address},      {"@99999999999999999999", address}};
+  const std::pair<const char*, RuleEntryKind> kinds[] = {{"@192.168.1.5", address},
+                                                         {"#10.0.0.0/8", subnet},
+                                                         {"@443", port},
+                                                         {"#_range8000:9000", range},
+                                                         {"@fe80::1/64", subnet},
+                                                         {"@_range1:2", range},
+                                                         {"@_range1/2", range},
+                                                         {"@fe80::1", address},
+                                                         {"#example.com", address},
+                                                         {"@1", port},
+                                                         {"@65535", port},
+                                                         {"@0443", port},
+                                                         {"#0", address},
+                                                         {"@65536", address},
+                                                         {"@70000", address},
+                                                         {"@-5", address},
+                                                         {"@", address},
+                                                         {"@44x", address},
+                                                         {"@4 4", address},
+                                                         {"@99999999999999999999", address}};
   for (const auto& [entry, kind] : kinds) EXPECT_EQ(classifyRuleEntry(entry).kind, kind) << entry;
   // Entries without a prefix are skipped.
   for (const char* skipped : {"443", "", "10.0.0.1", "_range1:2", " @443"}) {
@@ -49,14 +63,14 @@ class RuleRowsTest : public ::testing::Test {
 };
 
 TEST_F(RuleRowsTest, RowsComeInTheFixedOrderOfKindsAndPrefixes) {
-  const std::vector<std::string> matches = {"@443",         "#_range1:2", "@10.0.0.1", "#10.0.0.0/8",   "443",
-                                            "#10.0.0.2",    "@fe80::/10", "#53",       "@_range5:6", "@10.0.0.3",
-                                            "#172.16.0.0/12"};
+  const std::vector<std::string> matches = {"@443",       "#_range1:2", "@10.0.0.1",     "#10.0.0.0/8",
+                                            "443",        "#10.0.0.2",  "@fe80::/10",    "#53",
+                                            "@_range5:6", "@10.0.0.3",  "#172.16.0.0/12"};
   const auto rows = recordsForMatches(context, matches, 4);
-  EXPECT_EQ(describe(rows), (std::vector<std::string>{
-                                "#address:10.0.0.2", "@address:10.0.0.1", "@address:10.0.0.3",
-                                "#subnet:10.0.0.0/8", "#subnet:172.16.0.0/12", "@subnet:fe80::/10", "#port:53",
-                                "@port:443", "#range:1:2", "@range:5:6"}));
+  EXPECT_EQ(describe(rows),
+            (std::vector<std::string>{"#address:10.0.0.2", "@address:10.0.0.1", "@address:10.0.0.3",
+                                      "#subnet:10.0.0.0/8", "#subnet:172.16.0.0/12", "@subnet:fe80::/10", "#port:53",
+                                      "@port:443", "#range:1:2", "@range:5:6"}));
 }
 
 TEST_F(RuleRowsTest, EveryoneRowFollowsTheState) {

@@ -28,9 +28,9 @@ class RulesLinuxFileIconsTest : public ::testing::Test {
 };
 
 TEST_F(RulesLinuxFileIconsTest, ProgramsTakeTheIconOfTheirDesktopEntry) {
-  write(root / "apps" / "editor.desktop",
-        "[Desktop Entry]\nName=Editor\nExec=env LANG=C " + (root / "bin" / "editor").string() +
-            " %F\nIcon=accessories-text-editor\n[Desktop Action new]\nIcon=wrong\n");
+  write(root / "apps" / "editor.desktop", "[Desktop Entry]\nName=Editor\nExec=env LANG=C " +
+                                              (root / "bin" / "editor").string() +
+                                              " %F\nIcon=accessories-text-editor\n[Desktop Action new]\nIcon=wrong\n");
   write(root / "apps" / "player.desktop", "[Desktop Entry]\nExec=\"player\" --x\nIcon=media-player\n");
   write(root / "bin" / "editor", "#!/bin/sh\n", true);
   write(root / "bin" / "player", "#!/bin/sh\n", true);

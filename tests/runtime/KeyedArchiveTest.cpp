@@ -92,13 +92,13 @@ TEST(KeyedArchiveTest, ReadsMutableClassesAndWrappedStringsAndRefusesBrokenArchi
   EXPECT_TRUE(isError(keyedarchive::unarchive(Value(Array{}))));
   EXPECT_TRUE(isError(keyedarchive::unarchive(make(Array{Value("$null")}, Value(plist::Uid{9})))));
   // A class nobody knows, and an array that holds itself.
-  EXPECT_TRUE(isError(keyedarchive::unarchive(make(Array{
-      Value("$null"), Value(Dictionary{{"$class", Value(plist::Uid{2})}}),
-      Value(Dictionary{{"$classname", Value("NSColor")}})}))));
-  EXPECT_TRUE(isError(keyedarchive::unarchive(make(Array{
-      Value("$null"),
-      Value(Dictionary{{"NS.objects", Value(Array{Value(plist::Uid{1})})}, {"$class", Value(plist::Uid{2})}}),
-      Value(Dictionary{{"$classname", Value("NSArray")}})}))));
+  EXPECT_TRUE(
+      isError(keyedarchive::unarchive(make(Array{Value("$null"), Value(Dictionary{{"$class", Value(plist::Uid{2})}}),
+                                                 Value(Dictionary{{"$classname", Value("NSColor")}})}))));
+  EXPECT_TRUE(isError(keyedarchive::unarchive(make(
+      Array{Value("$null"),
+            Value(Dictionary{{"NS.objects", Value(Array{Value(plist::Uid{1})})}, {"$class", Value(plist::Uid{2})}}),
+            Value(Dictionary{{"$classname", Value("NSArray")}})}))));
   EXPECT_TRUE(isError(keyedarchive::unarchiveObjectWithData(plist::Data{{'x', 'y'}})));
 }
 

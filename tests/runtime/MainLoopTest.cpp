@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/MainLoop.h"
 #include "runtime/AgentLoop.h"
+#include "runtime/MainLoop.h"
 
 using namespace halvex;
 using namespace std::chrono_literals;

@@ -29,8 +29,8 @@ TEST(Paths, TheRootReRootsEverySystemPathAndOnlyThose) {
   EXPECT_EQ(rooted.defaultsFile(), "/home/u/.config/halvex/defaults.plist");
   EXPECT_EQ(rooted.resource("preset0", "plist"), "/opt/res/preset0.plist");
 
-  const Paths real = pathsFor({{"HALVEX_ROOT", "/"}, {"HOME", "/home/u"}, {"XDG_STATE_HOME", "/s"},
-                               {"XDG_CONFIG_HOME", "/c"}});
+  const Paths real =
+      pathsFor({{"HALVEX_ROOT", "/"}, {"HOME", "/home/u"}, {"XDG_STATE_HOME", "/s"}, {"XDG_CONFIG_HOME", "/c"}});
   EXPECT_EQ(real.confPath(), "/etc/halvex.conf");
   EXPECT_EQ(real.agentLogFile(), "/s/halvex/halvex.log");
   EXPECT_EQ(real.defaultsFile(), "/c/halvex/defaults.plist");

@@ -62,13 +62,14 @@ TEST(Plist, DictionaryKeysAreKeptSortedAndUniqueAndTypedViewsRefuseOtherTypes) {
 
 TEST(Plist, BadInputGivesAnErrorNeverACrash) {
   for (const std::string& junk : {std::string(), std::string("not a plist"), std::string("<plist><dict><key>a"),
-                                 std::string("bplist00\x01\x02", 10), std::string(40, '\xff')}) {
+                                  std::string("bplist00\x01\x02", 10), std::string(40, '\xff')}) {
     EXPECT_TRUE(std::holds_alternative<ParseError>(parse(junk))) << "accepted: " << junk;
   }
   std::string deep;
   for (int i = 0; i < 2000; ++i) deep += "<array>";
   for (int i = 0; i < 2000; ++i) deep += "</array>";
-  EXPECT_TRUE(std::holds_alternative<ParseError>(parse("<?xml version=\"1.0\"?><plist version=\"1.0\">" + deep + "</plist>")));
+  EXPECT_TRUE(
+      std::holds_alternative<ParseError>(parse("<?xml version=\"1.0\"?><plist version=\"1.0\">" + deep + "</plist>")));
 }
 
 // The sliced writer must write, byte for byte, what the whole-tree writer writes: a slice

@@ -1,5 +1,3 @@
-#include "ui/console/ConsoleCommands.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,6 +6,7 @@
 #include <sstream>
 
 #include "fakes/World.h"
+#include "ui/console/ConsoleCommands.h"
 
 namespace halvex {
 namespace {
@@ -51,16 +50,25 @@ class Console : public ::testing::Test {
   std::size_t size_ = 0, consumed_ = 0;
   std::FILE* out_ = open_memstream(&buffer_, &size_);
   ConcurrentQueue findFlag_{"findFlag"};
-  ConsoleCommands commands_{w.agent.sockController, w.agent.flagsController, w.agent.signatureInspector, w.owners,
-                            w.files, w.globals.globalBackground, findFlag_, w.loop, out_};
+  ConsoleCommands commands_{w.agent.sockController,
+                            w.agent.flagsController,
+                            w.agent.signatureInspector,
+                            w.owners,
+                            w.files,
+                            w.globals.globalBackground,
+                            findFlag_,
+                            w.loop,
+                            out_};
 };
 
 TEST_F(Console, AddressFactsArriveOnTheLoopUnderTheirCommand) {
-  w.runner.answerWith({.launched = true, .timedOut = false, .exitStatus = 0,
-                         .output = "% whois of 151.1.2.3\r\nnetname: \x1b[31mRED\n\nowner # x\n"});
-  EXPECT_EQ(run("whois 151.1.2.3\n"), (Lines{"[whois 151.1.2.3] whois of 151.1.2.3",
-                                             "[whois 151.1.2.3] netname: \\x1b[31mRED", "[whois 151.1.2.3] ",
-                                             "[whois 151.1.2.3] owner x"}));
+  w.runner.answerWith({.launched = true,
+                       .timedOut = false,
+                       .exitStatus = 0,
+                       .output = "% whois of 151.1.2.3\r\nnetname: \x1b[31mRED\n\nowner # x\n"});
+  EXPECT_EQ(run("whois 151.1.2.3\n"),
+            (Lines{"[whois 151.1.2.3] whois of 151.1.2.3", "[whois 151.1.2.3] netname: \\x1b[31mRED",
+                   "[whois 151.1.2.3] ", "[whois 151.1.2.3] owner x"}));
   EXPECT_TRUE(w.reports.str().empty()) << "the report goes to the console once, not also to standard output";
   w.runner.answerWith({.launched = true, .timedOut = false, .exitStatus = 1, .output = {}});
   EXPECT_EQ(run("whois   2001:DB8:0:0::1  "), Lines{"[whois 2001:DB8:0:0::1] ERROR: no whois report"});
@@ -84,8 +92,9 @@ TEST_F(Console, AddressFactsArriveOnTheLoopUnderTheirCommand) {
 TEST_F(Console, SignatureStepsAndTheConsoleUser) {
   w.signatures.set("/usr/bin/tool", SignatureQuery::verify, "");
   w.signatures.set("/usr/bin/tool", SignatureQuery::describeFull, "Authority=Software Signing\nAuthority=Debian\n");
-  EXPECT_EQ(run("signature /usr/bin/tool"), (Lines{"[signature /usr/bin/tool] valid signature",
-                                                   "[signature /usr/bin/tool] signed by Debian (the system's vendor)"}));
+  EXPECT_EQ(run("signature /usr/bin/tool"),
+            (Lines{"[signature /usr/bin/tool] valid signature",
+                   "[signature /usr/bin/tool] signed by Debian (the system's vendor)"}));
   w.signatures.set("/usr/bin/tool", SignatureQuery::verify, "changed");
   w.signatures.set("/usr/bin/tool", SignatureQuery::describeFull, "Identifier=x\n");
   EXPECT_EQ(run("signature /usr/bin/tool"), Lines{"[signature /usr/bin/tool] invalid signature"});
@@ -99,8 +108,8 @@ TEST_F(Console, SignatureStepsAndTheConsoleUser) {
 
 // Each hostile line gets one line at once and reaches no tool, queue or inspection.
 TEST_F(Console, HostileLinesAreRefusedBeforeReachingAnything) {
-  for (const char* junk : {"1.2.3.4; rm -rf ~", "$(reboot)", "`id`", "-h evil.example 1.2.3.4", "face", "10.1",
-                           "::1%eth0", "[::1]"})
+  for (const char* junk :
+       {"1.2.3.4; rm -rf ~", "$(reboot)", "`id`", "-h evil.example 1.2.3.4", "face", "10.1", "::1%eth0", "[::1]"})
     for (const std::string command : {"whois", "host", "country"})
       EXPECT_EQ(run(command + " " + junk), Lines{"[" + command + " " + junk + "] not an IPv4 or IPv6 address"});
   const std::pair<std::string, std::string> table[] = {
@@ -115,7 +124,9 @@ TEST_F(Console, HostileLinesAreRefusedBeforeReachingAnything) {
       {"whois \xff\xfe", "[error] byte 7 is not UTF-8 text; nothing done"},
       {"\xc0\xaf", "[error] byte 1 is not UTF-8 text; nothing done"},
       {"signature /\xed\xa0\x80", "[error] byte 12 is not UTF-8 text; nothing done"},
-      {"whois \xc2\x9b" "2J", "[error] control character \\x9b at byte 7; nothing done"},
+      {"whois \xc2\x9b"
+       "2J",
+       "[error] control character \\x9b at byte 7; nothing done"},
       {"signature /tmp/\xe2\x80\xaegpj.exe", "[error] control character \\u202e at byte 16; nothing done"},
       {std::string(100 * 1024, 'a'), "[error] line too long: 102400 bytes, at most 8192; nothing done"},
       {" \t \r\n", ""},
@@ -133,10 +144,10 @@ TEST_F(Console, HostileLinesAreRefusedBeforeReachingAnything) {
 // Good lines with random pieces put in, cut out or swapped: whatever they hold, the whois tool sees
 // only "<whois> <address>" and every line ends answered.
 TEST_F(Console, MutatedLinesNeverPutMoreThanAnAddressOnACommandLine) {
-  const Lines seeds = {"whois 1.2.3.4", "whois 2001:db8::1", "host ::ffff:10.0.0.1", "country 151.1.2.3",
-                       "signature /usr/bin/tool", "user"};
-  const Lines pieces = {";", "$(", "`", "|", " ", "\t", "%", "\n", "\0"s, "\x1b", "\xff", "\xc3\xa9", "::", ".",
-                        "/", "0x", "-h ", "ffff", "9", "\"", "'"};
+  const Lines seeds = {"whois 1.2.3.4",     "whois 2001:db8::1",       "host ::ffff:10.0.0.1",
+                       "country 151.1.2.3", "signature /usr/bin/tool", "user"};
+  const Lines pieces = {";",        "$(", "`", "|", " ",  "\t",  "%",    "\n", "\0"s, "\x1b", "\xff",
+                        "\xc3\xa9", "::", ".", "/", "0x", "-h ", "ffff", "9",  "\"",  "'"};
   std::mt19937 random(7);
   for (int i = 0; i < 1500; ++i) {
     std::string line = seeds[random() % seeds.size()];

@@ -68,8 +68,8 @@ int main(int argc, char** argv) {
     std::perror("halvex-generate-presets: mkdtemp");
     return 1;
   }
-  const Paths paths(PathEnvironment{.root = scratch, .home = scratch, .xdgConfigHome = scratch,
-                                    .xdgStateHome = scratch, .resourcesDir = scratch});
+  const Paths paths(PathEnvironment{
+      .root = scratch, .home = scratch, .xdgConfigHome = scratch, .xdgStateHome = scratch, .resourcesDir = scratch});
   LineLogger logger("halvex-generate-presets", 0);
   NoCenter center;
   int status = 0;
@@ -78,11 +78,26 @@ int main(int argc, char** argv) {
     LinuxProcessRunner runner;
     ConsoleFrontEnd frontEnd(logger, runner);
     LinuxSystem machine(frontEnd.mainLoop(), logger, scratch);
-    Composition agent(Ports{paths, logger, machine.fileSystem, machine.processInfo, machine.processControl,
-                            machine.processOwners, machine.processRunner, machine.sockets, machine.streams,
-                            machine.runningApplications, center, machine.fileIcons, machine.hostNames,
-                            machine.bundleInfo, machine.codeSignatures, machine.tcpProbe, machine.directoryListing,
-                            std::cerr, machine.codeSignatures.vendor(), 0},
+    Composition agent(Ports{paths,
+                            logger,
+                            machine.fileSystem,
+                            machine.processInfo,
+                            machine.processControl,
+                            machine.processOwners,
+                            machine.processRunner,
+                            machine.sockets,
+                            machine.streams,
+                            machine.runningApplications,
+                            center,
+                            machine.fileIcons,
+                            machine.hostNames,
+                            machine.bundleInfo,
+                            machine.codeSignatures,
+                            machine.tcpProbe,
+                            machine.directoryListing,
+                            std::cerr,
+                            machine.codeSignatures.vendor(),
+                            0},
                       frontEnd.bundle());
     auto& globals = agent.globals;
     const RulesContext& context = agent.rulesContext;

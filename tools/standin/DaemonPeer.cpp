@@ -73,8 +73,8 @@ DaemonPeer::~DaemonPeer() {
 bool DaemonPeer::sendRaw(const std::string& bytes) {
   const sockaddr_un address = addressFor(agentPath_);
   for (;;) {
-    const ssize_t n = ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-                               sizeof address);
+    const ssize_t n =
+        ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     if (n >= 0) return true;
     if (errno == EINTR) continue;
     return false;

@@ -169,8 +169,7 @@ int main(int argc, char** argv) {
         const int sleeper = o.pid;
         lines = {"1 192.0.2.10 443 " + std::to_string(sleeper) + " TCP 4 0",
                  "2 198.51.100.7 53 " + std::to_string(sleeper) + " UDP 4 0",
-                 "3 2001:db8::1 443 " + std::to_string(sleeper) + " TCP 6 0",
-                 "4 192.0.2.11 80 999999 TCP 4 0"};
+                 "3 2001:db8::1 443 " + std::to_string(sleeper) + " TCP 6 0", "4 192.0.2.11 80 999999 TCP 4 0"};
       }
 
       if (!lines.empty()) {

@@ -1,8 +1,7 @@
 #include "platform/linux/DbusNotificationCenter.h"
 
-#include <systemd/sd-bus.h>
-
 #include <sdbus-c++/sdbus-c++.h>
+#include <systemd/sd-bus.h>
 
 #include <cerrno>
 #include <chrono>
@@ -39,7 +38,8 @@ int answersInTime(sd_bus* bus) {
     r = sd_bus_process(bus, nullptr);
     if (r < 0) break;
     if (r > 0) continue;  // more may be ready at once
-    const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) {
       r = -ETIMEDOUT;
       break;
@@ -116,8 +116,8 @@ void DbusNotificationCenter::postNotificationName(const std::string& name, const
   }
   const std::string userInfoText = userInfo ? plist::toXml(plist::Value(*userInfo)) : std::string();
   const std::string member = notificationbus::memberForName(name);
-  int r = sd_bus_emit_signal(sender_, notificationbus::kObjectPath, notificationbus::kInterface, member.c_str(),
-                             "ss", object.c_str(), userInfoText.c_str());
+  int r = sd_bus_emit_signal(sender_, notificationbus::kObjectPath, notificationbus::kInterface, member.c_str(), "ss",
+                             object.c_str(), userInfoText.c_str());
   if (r >= 0) r = sd_bus_flush(sender_);
   if (r < 0) logger_.logf("[HALVEX AGENT] notification %s not sent: %s", name.c_str(), strerror(-r));
 }

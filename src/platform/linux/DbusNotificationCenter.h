@@ -19,7 +19,6 @@ namespace sdbus {
 class IConnection;
 }  // namespace sdbus
 
-
 namespace halvex {
 
 class DbusNotificationCenter final : public DistributedNotificationCenter {

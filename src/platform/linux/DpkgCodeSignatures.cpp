@@ -75,7 +75,10 @@ std::string vendorFromOrigins() {
 
 DpkgCodeSignatures::DpkgCodeSignatures(ProcessRunner& runner, std::string systemVendor, std::string dpkgQuery,
                                        std::string dpkg, std::string aptCache)
-    : runner_(runner), vendor_(std::move(systemVendor)), dpkgQuery_(std::move(dpkgQuery)), dpkg_(std::move(dpkg)),
+    : runner_(runner),
+      vendor_(std::move(systemVendor)),
+      dpkgQuery_(std::move(dpkgQuery)),
+      dpkg_(std::move(dpkg)),
       aptCache_(std::move(aptCache)) {
   if (vendor_.empty()) vendor_ = vendorFromOrigins();
 }
@@ -123,9 +126,11 @@ std::string DpkgCodeSignatures::verify(const std::string& path, const Owner& own
 }
 
 std::string DpkgCodeSignatures::describe(const std::string& path, const Owner& owner, bool full) {
-  const ProcessResult r = runner_.run(
-      {dpkgQuery_, {"-W", "-f=${Version}\\t${Architecture}\\t${Origin}\\t${Maintainer}", owner.package}, false,
-       std::chrono::seconds(20)});
+  const ProcessResult r =
+      runner_.run({dpkgQuery_,
+                   {"-W", "-f=${Version}\\t${Architecture}\\t${Origin}\\t${Maintainer}", owner.package},
+                   false,
+                   std::chrono::seconds(20)});
   std::string version, architecture, origin, maintainer;
   if (r.launched && r.exitStatus == 0) {
     std::vector<std::string> fields;
@@ -143,12 +148,11 @@ std::string DpkgCodeSignatures::describe(const std::string& path, const Owner& o
     maintainer = fields[3];
   }
   const Provenance who = provenance(owner.package, version, origin);
-  std::string text = "Executable=" + path + "\nIdentifier=" + owner.package + "\nFormat=package " + version +
-                     " (" + architecture + ")\n";
+  std::string text = "Executable=" + path + "\nIdentifier=" + owner.package + "\nFormat=package " + version + " (" +
+                     architecture + ")\n";
   if (who.vendor) text += "Authority=Software Signing\n";
   text += "Authority=" + (who.origin.empty() ? std::string(kUnknownPackageOrigin) : who.origin) + "\n";
-  if (full)
-    text += "Provenance=" + who.how + "\nMaintainer=" + maintainer + "\nPackagePath=" + owner.ownedPath + "\n";
+  if (full) text += "Provenance=" + who.how + "\nMaintainer=" + maintainer + "\nPackagePath=" + owner.ownedPath + "\n";
   return text;
 }
 

@@ -93,13 +93,22 @@ std::string readWhole(const fs::path& path) {
 std::string iconForExtension(std::string extension) {
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  static const std::map<std::string, std::string> byExtension = {
-      {".sh", "text-x-script"},         {".py", "text-x-script"},          {".pl", "text-x-script"},
-      {".txt", "text-plain"},           {".conf", "text-x-generic"},       {".html", "text-html"},
-      {".pdf", "application-pdf"},      {".png", "image-x-generic"},       {".jpg", "image-x-generic"},
-      {".svg", "image-x-generic"},      {".zip", "package-x-generic"},     {".gz", "package-x-generic"},
-      {".deb", "package-x-generic"},    {".so", "application-x-sharedlib"}, {".appimage", "application-x-executable"},
-      {".jar", "application-x-java-archive"}};
+  static const std::map<std::string, std::string> byExtension = {{".sh", "text-x-script"},
+                                                                 {".py", "text-x-script"},
+                                                                 {".pl", "text-x-script"},
+                                                                 {".txt", "text-plain"},
+                                                                 {".conf", "text-x-generic"},
+                                                                 {".html", "text-html"},
+                                                                 {".pdf", "application-pdf"},
+                                                                 {".png", "image-x-generic"},
+                                                                 {".jpg", "image-x-generic"},
+                                                                 {".svg", "image-x-generic"},
+                                                                 {".zip", "package-x-generic"},
+                                                                 {".gz", "package-x-generic"},
+                                                                 {".deb", "package-x-generic"},
+                                                                 {".so", "application-x-sharedlib"},
+                                                                 {".appimage", "application-x-executable"},
+                                                                 {".jar", "application-x-java-archive"}};
   const auto it = byExtension.find(extension);
   return it == byExtension.end() ? "text-x-generic" : it->second;
 }

@@ -69,10 +69,8 @@ ProcessResult LinuxProcessRunner::run(const ProcessRequest& request) {
   posix_spawnattr_init(&attributes);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, writeEnd.get(), STDOUT_FILENO);
-  if (request.joinStandardError)
-    posix_spawn_file_actions_adddup2(&actions, writeEnd.get(), STDERR_FILENO);
-  else
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  if (request.joinStandardError) posix_spawn_file_actions_adddup2(&actions, writeEnd.get(), STDERR_FILENO);
+  else posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   // The child gets default signal handling and a process group of its own.
   sigset_t defaults;
   sigemptyset(&defaults);

@@ -42,8 +42,7 @@ std::string rootOf(const std::string& environ) {
 
 }  // namespace
 
-LinuxRunningApplications::LinuxRunningApplications(std::string executableName, std::string root,
-                                                   std::string procRoot)
+LinuxRunningApplications::LinuxRunningApplications(std::string executableName, std::string root, std::string procRoot)
     : executableName_(std::move(executableName)), root_(std::move(root)), procRoot_(std::move(procRoot)) {}
 
 std::vector<std::string> LinuxRunningApplications::localizedNames() const {

@@ -78,8 +78,7 @@ std::optional<std::string> consoleLineFault(std::string_view line) {
     const auto c = decodeAt(line, at);
     if (!c) return "[error] byte " + std::to_string(at + 1) + " is not UTF-8 text; nothing done";
     if (isControl(c->value))
-      return "[error] control character " + escaped(c->value) + " at byte " + std::to_string(at + 1) +
-             "; nothing done";
+      return "[error] control character " + escaped(c->value) + " at byte " + std::to_string(at + 1) + "; nothing done";
     at += c->length;
   }
   return std::nullopt;
@@ -119,12 +118,18 @@ struct ConsoleCommands::Output {
   void done() { pending.fetch_sub(1); }
 };
 
-ConsoleCommands::ConsoleCommands(HXSockController& sock, const HXFlagsController& flags,
-                                 SignatureInspector& signatures, const ProcessOwners& owners, const FileSystem& files,
-                                 ConcurrentQueue& background, ConcurrentQueue& findFlag, MainLoop& loop,
-                                 std::FILE* out)
-    : sock_(sock), flags_(flags), signatures_(signatures), owners_(owners), files_(files), background_(background),
-      findFlag_(findFlag), loop_(loop), out_(std::make_shared<Output>()) {
+ConsoleCommands::ConsoleCommands(HXSockController& sock, const HXFlagsController& flags, SignatureInspector& signatures,
+                                 const ProcessOwners& owners, const FileSystem& files, ConcurrentQueue& background,
+                                 ConcurrentQueue& findFlag, MainLoop& loop, std::FILE* out)
+    : sock_(sock),
+      flags_(flags),
+      signatures_(signatures),
+      owners_(owners),
+      files_(files),
+      background_(background),
+      findFlag_(findFlag),
+      loop_(loop),
+      out_(std::make_shared<Output>()) {
   out_->file = out;
 }
 
@@ -171,11 +176,9 @@ void ConsoleCommands::execute(std::string_view line) {
 void ConsoleCommands::help(bool unknown) {
   if (unknown) out_->line("[help] unknown command; the commands are:");
   for (const char* text : {"whois ADDRESS      the whois report of an IPv4 or IPv6 address",
-                           "host ADDRESS       the host name of an address",
-                           "country ADDRESS    where an address lies",
+                           "host ADDRESS       the host name of an address", "country ADDRESS    where an address lies",
                            "signature PATH     who vouches for a program (an absolute path)",
-                           "user               the user at the console",
-                           "help               this list"})
+                           "user               the user at the console", "help               this list"})
     out_->line(std::string("[help] ") + text);
 }
 

@@ -20,8 +20,7 @@ AlertResponse ConsoleDialogs::answer(const AlertDescription& alert) {
     }
   }
   const auto index = static_cast<std::size_t>(response.button - 1000);
-  const std::string button =
-      alert.buttons.empty() ? "OK" : (index < alert.buttons.size() ? alert.buttons[index] : "?");
+  const std::string button = alert.buttons.empty() ? "OK" : (index < alert.buttons.size() ? alert.buttons[index] : "?");
   std::fprintf(out_, "[%s] %s\n  -> %s\n", alert.messageText.c_str(), alert.informativeText.c_str(), button.c_str());
   std::fflush(out_);
   logger_.log("alert \"" + alert.messageText + "\": " + alert.informativeText + " -> " + button);

@@ -1,9 +1,9 @@
 #include "ui/console/ConsoleSession.h"
 
-#include "rules/HXApplication.h"
-
 #include <sstream>
 #include <vector>
+
+#include "rules/HXApplication.h"
 
 namespace halvex {
 namespace {
@@ -39,8 +39,8 @@ void ConsoleSession::listApps() {
     const std::string signature = app->appIsSignedByApple ? "signed by the vendor"
                                   : app->appIsSigned      ? (app->appHasValidSignature ? "signed" : "signed, invalid")
                                                           : "not signed";
-    line("[apps] " + printableText(app->appPath) + " state " + std::to_string(app->appIsBlockedOrAllowed.load()) +
-         " " + signature + (app->appSignatureInfo.empty() ? "" : " (" + printableText(app->appSignatureInfo) + ")") +
+    line("[apps] " + printableText(app->appPath) + " state " + std::to_string(app->appIsBlockedOrAllowed.load()) + " " +
+         signature + (app->appSignatureInfo.empty() ? "" : " (" + printableText(app->appSignatureInfo) + ")") +
          (entries.empty() ? "" : ":" + printableText(entries)));
   }
 }
