@@ -31,7 +31,7 @@ std::string ipv6Text(const addr::Ipv6Bytes& b) {
   static constexpr std::array<std::uint8_t, 12> mapped{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
   if (std::equal(mapped.begin(), mapped.end(), b.begin())) return "::ffff:" + dotted(&b[12]);
   std::array<unsigned, 8> groups{};
-  for (int i = 0; i < 8; ++i) groups[i] = (unsigned{b[2 * i]} << 8) | b[2 * i + 1];
+  for (std::size_t i = 0; i < groups.size(); ++i) groups[i] = (unsigned{b[2 * i]} << 8) | b[(2 * i) + 1];
   // The longest run of zero groups, the first of equal runs; a single zero group stays.
   int bestStart = -1, bestLength = 0;
   for (int i = 0; i < 8;) {
