@@ -26,6 +26,11 @@ ConsoleSession::ConsoleSession(Composition& agent, std::FILE* out)
 
 void ConsoleSession::execute(std::string_view text) {
   if (words(text.substr(0, 64)) == std::vector<std::string>{"apps"}) return listApps();
+  if (words(text.substr(0, 64)) == std::vector<std::string>{"help"}) {
+    // The session's own lines first: the commands list theirs.
+    line("[help] pass|block [app|port|address|network NET]  answers the oldest open alert");
+    line("[help] apps               the managed apps, their rules and signatures");
+  }
   if (!answer(text)) commands_.execute(text);
 }
 
