@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   w.agent.notifyController.addRequest(line);
   w.loop.runPending();
   for (const auto& tag : w.agent.alertAnswers.openAlerts())
-    if (!w.agent.alertAnswers.answer(tag, answerFrom(size ? data[size - 1] : 0))) std::abort();
+    if (!w.agent.alertAnswers.answer(tag, answerFrom(size ? data[size - 1] : 0)).answered) std::abort();
   w.loop.runPending();
   if (globals.notificationOnScreen) std::abort();
   if (globals.synchronizedNotification.suspendCount() != 0) std::abort();

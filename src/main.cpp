@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,8 +24,10 @@ namespace {
 
 void usage(std::FILE* out) {
   std::fputs(
-      "usage: halvex [--headless]\n"
-      "  --headless   run with the console presenter (the default where there is no display)\n"
+      "usage: halvex [--headless] [--answers FILE]\n"
+      "  --headless       run with the console presenter (the default where there is no display)\n"
+      "  --answers FILE   read answers to alerts and dialogs, and commands, from FILE (a FIFO works)\n"
+      "                   instead of standard input\n"
       "Environment: HALVEX_ROOT re-roots every system path; HOME and XDG_CONFIG_HOME /\n"
       "XDG_STATE_HOME place the per-user files; HALVEX_RESOURCES names the resources folder.\n"
       "Signals: SIGTERM or SIGINT quit and leave the filter running; SIGUSR1 quits and stops it.\n",
@@ -38,9 +41,21 @@ std::string findResources() {
   return HALVEX_SOURCE_RESOURCES;
 }
 
-// 0 to run, else the exit code of the options' answer.
-std::optional<int> readOptions(int argc, char** argv) {
+struct Options {
+  std::string answers;
+};
+
+// Nothing to run, else the exit code of the options' answer.
+std::optional<int> readOptions(int argc, char** argv, Options& options) {
   for (int i = 1; i < argc; ++i) {
+    if (!std::strcmp(argv[i], "--answers")) {
+      if (i + 1 >= argc) {
+        std::fputs("halvex: --answers needs a file\n", stderr);
+        return 2;
+      }
+      options.answers = argv[++i];
+      continue;
+    }
     if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
       usage(stdout);
       return 0;
@@ -61,7 +76,14 @@ std::optional<int> readOptions(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (const auto answered = readOptions(argc, argv)) return *answered;
+  Options options;
+  if (const auto answered = readOptions(argc, argv, options)) return *answered;
+  // A FIFO opens once its writer is there: the agent waits for its answers' source.
+  std::FILE* answers = stdin;
+  if (!options.answers.empty() && !(answers = std::fopen(options.answers.c_str(), "r"))) {
+    std::fprintf(stderr, "halvex: cannot read answers from %s: %s\n", options.answers.c_str(), std::strerror(errno));
+    return 2;
+  }
 
   LineLogger logger("halvex", static_cast<int>(::getpid()));
   const Paths paths(PathEnvironment::fromLookup(
@@ -109,7 +131,7 @@ int main(int argc, char** argv) {
                                 static_cast<std::int32_t>(::getuid())},
                           frontEnd.bundle());
   agent = &composition;
-  frontEnd.attach(composition);
+  frontEnd.attach(composition, answers, ::isatty(::fileno(answers)) == 1);
 
   composition.launch();
   const int code = frontEnd.run();

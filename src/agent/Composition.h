@@ -17,6 +17,7 @@
 #include "configuration/HXPreferencesController.h"
 #include "configuration/UserDefaults.h"
 #include "decision/AlertAnswers.h"
+#include "decision/AlertFacts.h"
 #include "decision/DecisionContext.h"
 #include "decision/HXNotifyController.h"
 #include "intelligence/HXFlagsController.h"
@@ -130,6 +131,7 @@ class Composition {
 
   // The decision of each request, and the way answers come back from the alert.
   AlertAnswers alertAnswers;
+  AlertFacts alertFacts;
   DecisionContext decisionContext;
   HXNotifyController notifyController;
 

@@ -11,6 +11,7 @@
 #include "platform/Pasteboard.h"
 #include "platform/SoundPlayer.h"
 #include "platform/Workspace.h"
+#include "runtime/Controls.h"
 #include "runtime/MainLoop.h"
 
 namespace halvex {
@@ -26,6 +27,8 @@ struct FrontEnd {
   std::function<void(int)> quit;
   // The desktop asks for a dark look (always false headless).
   std::function<bool()> prefersDark = [] { return false; };
+  // The screen alerts are centred on (a fixed one headless).
+  std::function<Rect()> screenFrame = [] { return Rect{0, 0, 1280, 800}; };
 };
 
 }  // namespace halvex

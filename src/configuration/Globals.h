@@ -43,6 +43,10 @@ struct Globals {
   // Not saved. `notificationOnScreen` holds while an alert is pending.
   std::atomic<bool> debugFlag{false};
   ObservedFlag notificationOnScreen{false};
+  // The alert's choices that outlive it, on the main loop only: whether the box of scopes is
+  // open (from `showMoreOptions`), and the scope row chosen last.
+  bool moreOptionsOpen = false;
+  std::int64_t lastActionRow = 0;
 
   std::string version = HALVEX_VERSION;
 

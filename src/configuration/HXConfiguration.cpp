@@ -313,6 +313,14 @@ void HXConfiguration::readUserDefaults() {
       u.mainWindowHeight = *v->asReal();
     if (d.contains("UseAlternateIcons")) u.UseAlternateIcons = d.boolForKey("UseAlternateIcons");
   });
+  // The alert's box of scopes opens as it was left; that state lives on the main loop.
+  const bool moreOptions = g.preferences.user().showMoreOptions;
+  auto setMoreOptions = [&g, moreOptions] { g.moreOptionsOpen = moreOptions; };
+  if (g.mainLoop.isLoopThread()) {
+    setMoreOptions();
+  } else {
+    g.mainLoop.post(setMoreOptions);
+  }
   if (d.contains("displayAlertWhenSwitchingLocationAwarenessPreset"))
     if (auto b = d.boolForKey("displayAlertWhenSwitchingLocationAwarenessPreset"))
       g.preferences.updateConfiguration(

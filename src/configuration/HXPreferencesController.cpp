@@ -75,9 +75,11 @@ void HXPreferencesController::updatePreferencesGUI() {
   const bool notifications = g.enableNotifications;
   const bool logging = g.activateLogging;
 
-  view.notificationsTimeoutSlider = {p.notificationsTimeOut, notifications};
+  view.notificationsTimeoutSlider.value = p.notificationsTimeOut;
+  view.notificationsTimeoutSlider.enabled = notifications;
   view.notificationsTimeoutLabel.text = integerText(p.notificationsTimeOut);
-  view.logTimeoutSlider = {p.connectionsTTL, logging};
+  view.logTimeoutSlider.value = p.connectionsTTL;
+  view.logTimeoutSlider.enabled = logging;
   view.logTimeoutLabel.text = integerText(p.connectionsTTL);
   view.manageRoot.state = p.prefsBlockRoot;
   view.logApps.state = logging;
@@ -85,7 +87,8 @@ void HXPreferencesController::updatePreferencesGUI() {
   view.popSoundBtn = {p.popSound, notifications};
   view.soundMenuBtn.selectedTitle = p.soundName;
   view.soundMenuBtn.enabled = notifications;
-  view.timeoutMatrix = {p.passAppWhenNotificationExpires ? 1 : 0, notifications};
+  view.timeoutMatrix.selectedRow = p.passAppWhenNotificationExpires ? 1 : 0;
+  view.timeoutMatrix.enabled = notifications;
   view.timeoutTemporary = {p.passOrBlockTemp, notifications};
   view.managexpc.state = g.automaticXPC;
   view.logToFile = {g.loggaSuFile, logging};

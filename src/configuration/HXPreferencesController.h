@@ -14,6 +14,7 @@
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/SoundPlayer.h"
 #include "rules/RuleLibraries.h"
+#include "runtime/Controls.h"
 #include "runtime/Graphics.h"
 #include "runtime/Paths.h"
 #include "runtime/Signal.h"
@@ -28,31 +29,6 @@ inline constexpr const char* kXpcOption = "xpcOption";
 
 // Posts one option message to the daemon: {key: value} under `name`, object "it.dovik".
 void postOptionMessage(DistributedNotificationCenter& center, const char* name, const char* key, bool value);
-
-struct CheckBox {
-  bool state = false;
-  bool enabled = true;
-};
-struct Slider {
-  double value = 0;
-  bool enabled = true;
-};
-struct TextLabel {
-  std::string text;
-};
-struct Matrix {
-  std::int64_t selectedRow = 0;
-  bool enabled = true;
-};
-struct PopUpButton {
-  std::vector<std::string> items;
-  std::string selectedTitle;
-  bool enabled = true;
-};
-struct ColorWell {
-  Color color;
-  bool enabled = true;
-};
 
 struct PreferencesView {
   bool visible = false;

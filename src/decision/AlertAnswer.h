@@ -1,8 +1,10 @@
 #pragma once
-// A person's answer to an alert, as every front end hands it over: pass or block, and what the
-// answer holds for (the rows of the alert's scope: the app, the port, the address, a network).
+// A person's answer to an alert, as a front end without controls hands it over: pass or block,
+// and optionally what the answer holds for (the rows of the alert's scope: the app, the port, the
+// address, a network) and for how long. What is left out stays as the alert opened.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace halvex {
@@ -14,13 +16,13 @@ enum class AppDuration { forever, untilLogout, minutes };
 
 struct AlertAnswer {
   bool pass = true;
-  AlertScope scope = AlertScope::app;
-  AppDuration duration = AppDuration::forever;
+  std::optional<AlertScope> scope;
+  std::optional<AppDuration> duration;
   // For AppDuration::minutes.
   std::int64_t minutes = 0;
   // For an address: quiet time for the app after the answer.
   bool quiet = false;
-  // For AlertScope::network: the network in CIDR text.
+  // For AlertScope::network: the network in CIDR text; for IPv4 also "/8", "/16" or "/24".
   std::string network;
 };
 

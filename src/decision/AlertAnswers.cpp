@@ -5,13 +5,66 @@
 #include "decision/HXNotifyWindowController.h"
 
 namespace halvex {
+namespace {
 
-bool AlertAnswers::answer(const std::string& tag, const AlertAnswer& answer) {
-  const auto it = std::ranges::find(open_, tag, &decltype(open_)::value_type::first);
-  if (it == open_.end()) return false;
+// The offered IPv4 network that `text` names, by its text or by its prefix; -1 for none.
+std::int64_t offeredNetwork(const AlertWindow& window, const std::string& text) {
+  const auto& items = window.matrixlabel3.items;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const auto slash = items[i].rfind('/');
+    if (items[i] == text || (slash != std::string::npos && items[i].substr(slash) == text))
+      return static_cast<std::int64_t>(i);
+  }
+  return -1;
+}
+
+AnswerOutcome refused(std::string error) { return AnswerOutcome{false, std::move(error)}; }
+
+}  // namespace
+
+AnswerOutcome AlertAnswers::answer(const std::string& tag, const AlertAnswer& answer) {
   // Held here: the controller takes itself out of every list while it answers.
-  const auto request = it->second;
-  return request->answer(answer);
+  const auto alert = find(tag);
+  if (!alert) return refused("no alert is open under " + tag);
+  auto& window = alert->window;
+  if (answer.scope) {
+    switch (*answer.scope) {
+      case AlertScope::app:
+        if (answer.duration == AppDuration::forever) alert->clickPopupButton(kTimeForever);
+        if (answer.duration == AppDuration::untilLogout) alert->clickPopupButton(kTimeNextLogin);
+        if (answer.duration == AppDuration::minutes) {
+          alert->updateWithSlider(static_cast<double>(answer.minutes));
+          alert->clickPopupButton(kTimeMenuItem);
+        }
+        alert->selectActionMatrix(kRowApp);
+        break;
+      case AlertScope::port: alert->selectActionMatrix(kRowPort); break;
+      case AlertScope::address:
+        alert->selectActionMatrix(kRowAddress);
+        if (answer.quiet) alert->showHideQuietSlider(true);
+        break;
+      case AlertScope::network:
+        if (!window.matrixlabel3.hidden) {
+          const auto index = offeredNetwork(window, answer.network);
+          if (index < 0)
+            return refused("not one of the offered networks: " + window.matrixlabel3.items.front() + ", " +
+                           window.matrixlabel3.items[1] + ", " + window.matrixlabel3.items[2]);
+          alert->selectMatrixLabel3(index);
+        } else {
+          alert->setSubnetV6(answer.network);
+          if (window.actionMatrix.selectedRow != kRowNetwork)
+            return refused(window.addSubnetError.text.empty() ? "a network is needed" : window.addSubnetError.text);
+        }
+        break;
+    }
+  }
+  alert->userAction(answer.pass ? window.advancedPass : window.advancedBlock);
+  return AnswerOutcome{!alert->alertIsOpen(), {}};
+}
+
+std::shared_ptr<HXNotifyWindowController> AlertAnswers::find(const std::string& tag) const {
+  const auto it = std::ranges::find(open_, tag, &decltype(open_)::value_type::first);
+  return it == open_.end() ? nullptr : it->second;
 }
 
 std::vector<std::string> AlertAnswers::openAlerts() const {

@@ -1,29 +1,38 @@
 #pragma once
-// The front end's side of an alert: it shows what a request asks and closes when the request has
-// been decided. The decision itself stays in the request's controller; a front end answers
-// through AlertAnswers.
+// The window's side of an alert: it shows the alert's view state, redraws it when it changes and
+// closes it when the request has been decided. The steps of the alert, and the decision, stay in
+// the request's controller; a front end calls the controller's actions as the window's controls
+// would.
 
+#include <memory>
 #include <string>
-
-#include "link/RequestLine.h"
 
 namespace halvex {
 
-// What a front end shows of one open request.
-struct Alert {
-  Request request;
-  const std::string& tag() const { return request.tagNotify; }
-};
+class HXNotifyWindowController;
+
+// How an alert ended.
+enum class AlertEnding { answered, expired, silenced };
+inline const char* endingName(AlertEnding ending) {
+  switch (ending) {
+    case AlertEnding::answered: return "answered";
+    case AlertEnding::expired: return "expired";
+    case AlertEnding::silenced: return "silenced";
+  }
+  return "";
+}
 
 class AlertPresenter {
  public:
   virtual ~AlertPresenter() = default;
-  // On the main loop, with `notificationOnScreen` set; the synchronised queue stays held until
-  // the alert is answered.
-  virtual void mostra(const Alert& alert) = 0;
-  // On the main loop, once the request has been answered and the queue runs on. `how` is
-  // "answered", and the reply's suffix what was appended to the line.
-  virtual void close(const Alert& alert, const std::string& how, const std::string& replySuffix) = 0;
+  // On the main loop, once the alert's window is filled, with `notificationOnScreen` set; the
+  // synchronised queue stays held until the alert ends.
+  virtual void show(const std::shared_ptr<HXNotifyWindowController>& alert) = 0;
+  // On the main loop, after every change of a shown alert's window.
+  virtual void redraw(const HXNotifyWindowController& alert) = 0;
+  // On the main loop, after the reply has gone and the queue runs on. The reply's suffix is what
+  // was appended to the request's line.
+  virtual void close(const HXNotifyWindowController& alert, AlertEnding how, const std::string& replySuffix) = 0;
 };
 
 }  // namespace halvex

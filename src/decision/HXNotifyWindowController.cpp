@@ -11,19 +11,6 @@
 #include "rules/RulesContext.h"
 
 namespace halvex {
-namespace {
-
-// An app verdict given by the alert's expiry holds for this long.
-constexpr double kAutomaticVerdictSeconds = 30;
-
-bool hasEntry(const HXApplication& app, const std::string& entry) {
-  for (const auto& existing : app.appMatches)
-    if (existing == entry) return true;
-  return false;
-}
-
-}  // namespace
-
 HXNotifyWindowController::HXNotifyWindowController(DecisionContext& context) : context_(context) {}
 
 void HXNotifyWindowController::setNotifyParameters(Request request) {
@@ -84,107 +71,37 @@ void HXNotifyWindowController::openAlert() {
     self->context_.globals.notificationOnScreen = true;
     self->alertOpen_ = true;
     self->context_.alertAnswers.opened(self, self->parameters.tagNotify);
-    self->context_.alertPresenter.mostra(Alert{self->parameters});
+    self->windowDidLoad();
+    self->mostra();
   });
 }
 
-bool HXNotifyWindowController::answer(const AlertAnswer& answer) {
-  // Exactly one ending: whichever comes first in the loop turn wins, the rest find it closed.
-  if (!alertOpen_.exchange(false)) return false;
-  auto self = shared_from_this();
-  context_.alertAnswers.closed(parameters.tagNotify);
-  selection_ = answer;
-  const std::string verdict = answer.pass ? "pass" : "block";
-  switch (answer.scope) {
-    case AlertScope::app: sendUserChoice(answer.pass ? 0 : 1, std::nullopt, std::nullopt, "", false, ""); break;
-    case AlertScope::port: sendUserChoice(4, verdict, "Port", "", false, ""); break;
-    case AlertScope::address: sendUserChoice(4, verdict, "IP", "", false, ""); break;
-    case AlertScope::network: sendUserChoice(4, verdict, "IP", "", false, answer.network); break;
-  }
+bool HXNotifyWindowController::claimEnding() {
+  // Exactly one ending: whichever comes first in the loop turn wins, the rest find it ended.
+  return alertOpen_.exchange(false);
+}
+
+void HXNotifyWindowController::finishAlert(AlertEnding how) {
+  // The queue runs on already: the next request may be deciding while the window goes.
+  updateNotifyWindowGlobalSize();
   context_.globals.notificationOnScreen = false;
-  context_.alertPresenter.close(Alert{parameters}, "answered", lastReplySuffix_);
-  return true;
+  svuotaTutto();
+  window.shown = false;
+  context_.alertAnswers.closed(parameters.tagNotify);
+  context_.alertPresenter.close(*this, how, lastReplySuffix_);
+  changed();
 }
 
-void HXNotifyWindowController::sendUserChoice(std::int64_t choice, std::optional<std::string> action,
-                                              std::optional<std::string> iporport, const std::string& /*timervalue*/,
-                                              bool isAuto, const std::string& subnet) {
-  auto& globals = context_.globals;
-  const std::string& path = parameters.processName;
-  // The app and the mirror change here, on the main loop, while readers elsewhere hold the lock.
-  std::lock_guard lock(globals.appsLibraryLock);
-
-  if (choice == 0 || choice == 1) {
-    const bool known = appExistsInGlobalArray(path);
-    reply(" " + std::to_string(choice) + " # #");
-    auto app = known ? getAppFromGlobalArray(path) : generateHXApplication(context_.rulesContext, choice, path);
-    if (known) app->setRule(choice);
-    applyAppDuration(*app, isAuto);
-    if (!known) {
-      globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app);
-      globals.notificationCenter.post("copyArrayAppLibrary");
-    }
-    resumeQueue(parameters.tagNotify);
-    return;
-  }
-  if (choice != 4) return;
-
-  const std::string actionDigit = action == "pass" ? "0" : action == "block" ? "1" : "";
-  const std::string kindDigit = iporport == "IP" ? "0" : iporport == "Port" ? "1" : "";
-  reply(" 4 " + kindDigit + " " + actionDigit);
-  if (!iporport) return;
-
-  const bool known = appExistsInGlobalArray(path);
-  auto app = known ? getAppFromGlobalArray(path) : generateHXApplication(context_.rulesContext, 4, path);
-  if (selection_.quiet && action) app->setQuiet(*action, globals.preferences.configuration().quietTime);
-
-  const std::string prefix = action == "pass" ? "@" : "#";
-  const std::string value =
-      *iporport == "IP" ? (subnet.empty() ? parameters.processIP : subnet) : parameters.processPort;
-  addRuleEntry(*app, !known, *iporport, prefix + value, subnet);
-  resumeQueue(parameters.tagNotify);
+void HXNotifyWindowController::refresh() {
+  if (window.shown) context_.alertPresenter.redraw(*this);
+  changed();
 }
 
-void HXNotifyWindowController::applyAppDuration(HXApplication& app, bool isAuto) const {
-  switch (selection_.duration) {
-    case AppDuration::forever: app.appIsPersistent = true; break;
-    case AppDuration::untilLogout:
-      // No timer: the app lives until the agent quits, since snapshots leave it out.
-      app.appIsPersistent = false;
-      app.appHasTimer = true;
-      break;
-    case AppDuration::minutes:
-      app.appIsPersistent = false;
-      app.setAppTimer(static_cast<double>(selection_.minutes) * 60);
-      app.appHasTimer = true;
-      break;
-  }
-  if (isAuto) {
-    app.appIsPersistent = false;
-    app.setAppTimer(kAutomaticVerdictSeconds);
-    app.appHasTimer = true;
-  }
-}
-
-void HXNotifyWindowController::addRuleEntry(HXApplication& app, bool isNew, const std::string& iporport,
-                                            const std::string& entry, const std::string& subnet) {
-  auto& globals = context_.globals;
-  // A port rule of a known app goes to the front of its list, an address rule to the end; a
-  // repeat adds nothing.
-  if (!hasEntry(app, entry)) {
-    if (iporport == "Port") {
-      app.appMatches.insert(app.appMatches.begin(), entry);
-    } else {
-      app.appMatches.push_back(entry);
-    }
-  }
-  if (isNew) {
-    globals.globalAppsArray.insert(globals.globalAppsArray.begin(), app.shared_from_this());
-    globals.notificationCenter.post("copyArrayAppLibrary");
-    if (iporport == "IP") globals.notificationCenter.post("sendConfiguration");
-  } else if (iporport == "IP" && !subnet.empty()) {
-    globals.notificationCenter.post("sendConfiguration");
-  }
+std::string HXNotifyWindowController::plainText() const {
+  const std::string address =
+      window.attributedAddress + (window.currentHostName.empty() ? "" : " (" + window.currentHostName + ")");
+  return parameters.processName + window.viaString + " wants to connect to " + address + " port " +
+         window.attributedPort + " (" + window.attributedProtocol + "), user " + window.attributedUser;
 }
 
 bool HXNotifyWindowController::appExistsInGlobalArray(const std::string& path) const {

@@ -1,8 +1,9 @@
 #pragma once
 // The controller of one open request: holds its parameters, decides it (by the rules or, with
-// alerts off, by passing and learning the app), opens the alert when no rule settles it, turns the
-// alert's answer into a reply and a rule, and finishes the request by resuming the synchronised
-// queue.
+// alerts off, by passing and learning the app), and when no rule settles it runs the alert: opens
+// it, runs its timers, and turns the answer, the expiry or the silencing into a reply and a rule,
+// then lets the next request in by resuming the synchronised queue. The alert's controls are
+// plain view state (`window`); its actions are the operations below, on the main loop.
 
 #include <atomic>
 #include <cstdint>
@@ -10,17 +11,25 @@
 #include <optional>
 #include <string>
 
-#include "decision/AlertAnswer.h"
+#include "decision/AlertPresenter.h"
+#include "decision/AlertWindow.h"
 #include "decision/DecisionContext.h"
 #include "link/RequestLine.h"
+#include "runtime/MainLoop.h"
+#include "runtime/Signal.h"
 
 namespace halvex {
 
 class HXApplication;
 
+// The menus of the alert whose opening pauses its time.
+enum class AlertMenu { process, time, networks, networksV6 };
+
 class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWindowController> {
  public:
   explicit HXNotifyWindowController(DecisionContext& context);
+
+  // ---- The request ----
 
   // Stores the request's parameters, then starts the decision. On the synchronised queue, which
   // the intake has suspended.
@@ -37,19 +46,80 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   bool appExistsInGlobalArray(const std::string& path) const;
   std::shared_ptr<HXApplication> getAppFromGlobalArray(const std::string& path) const;
 
-  // The alert's answer, on the main loop: the reply, the rule, the queue resumed, the alert
-  // closed. False when the alert is not open (a second ending is ignored).
-  bool answer(const AlertAnswer& answer);
+  // ---- The alert's lifecycle, on the main loop ----
+
+  void windowDidLoad();
+  void mostra();
+  void decreaseIndicator();
+  void expireTimeout();
+  void stoppaTimeout();
+  void riprendiTimeout();
+  void stopAndRestartTimeout();
+  // Keeps size and position, clears `notificationOnScreen`, empties and closes the window. Also
+  // what a window closed by the window manager does: the expiry still answers the request.
+  void closeNotify();
+  void updateNotifyWindowGlobalSize();
+  void svuotaTutto();
+  void resizeNotification();
+  void clickMoreOptions();
+  void clickSoundBtn();
+  // Asks, in a sheet, whether to switch alerts off.
+  void clickSilenceBtn();
+  void silentlyPass();
+  void menuWillOpen(AlertMenu menu);
+  void menuDidClose(AlertMenu menu);
+  // The firewall options' slot: nothing schedules it until those options exist.
+  void managerTimer() {}
+
+  // ---- The decision, on the main loop ----
+
+  // The two buttons; any other sender does nothing.
+  void userAction(const Button& sender);
+  void selectActionMatrix(std::int64_t row);
+  // The person picked item `index` of the IPv4 networks.
+  void selectMatrixLabel3(std::int64_t index);
+  void updateWithSlider(double minutes);
+  // `timeButton` changed to item `index`.
+  void clickPopupButton(std::int64_t index);
+  void rememberPopupMenu();
+  void showHideQuietSlider(bool on);
+  void updateQuietSlider(double seconds);
+  // The text of `addSubnetString` changed.
+  void setSubnetV6(const std::string& text);
+  void updateMatrixGUI();
+  void updateAdvancedBtnLabels();
+  void updateMoreOptionsString();
   // The reply and the rule of a decision: choice 0 passes the app, 1 blocks it, 4 makes a rule
   // (`action` "pass" or "block", `iporport` "IP" or "Port"); any other choice does nothing.
   // `timervalue` is accepted and ignored; `isAuto` makes a whole-app verdict last 30 seconds.
   void sendUserChoice(std::int64_t choice, std::optional<std::string> action, std::optional<std::string> iporport,
                       const std::string& timervalue, bool isAuto, const std::string& subnet);
 
-  Request parameters;
+  // The process menu: the commands run off the main loop, the copies go to the clipboard.
+  void killProcess();
+  void revealAppInFinder();
+  void copyIPToClipboard();
+  void copyPortToClipboard();
+  void copyPathToClipboard();
+  void copyHostnameToClipboard();
 
+  // Whether the alert waits for its decision (from its opening to its ending).
+  bool alertIsOpen() const { return alertOpen_; }
+  // The alert's facts as one line of plain text.
+  std::string plainText() const;
+  // The suffix of the reply sent for this request, once sent.
+  const std::string& replySuffix() const { return lastReplySuffix_; }
+
+  Request parameters;
   // True until the request is answered without showing anything.
   std::atomic<bool> mostro{true};
+  // The alert's controls, on the main loop only.
+  AlertWindow window;
+  // Raised on the main loop after every change of `window`.
+  Signal<> changed;
+  bool notificationIsDisplayed = false;
+  static constexpr double startSize = 175.0;
+  static constexpr double resizeSize = 197.0;
 
  private:
   void applyResponsibleApp();
@@ -62,14 +132,24 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   // Answers for an app in quiet time and remembers the address; the caller ends the request.
   void answerQuiet(HXApplication& app, char kind);
   void openAlert();
+  // Claims the alert's one ending; false when it has ended already.
+  bool claimEnding();
+  // The last step of every ending, after the queue has been resumed.
+  void finishAlert(AlertEnding how);
+  void startFactLookUps();
+  void fillNetworks();
+  void startTimers();
+  void cancelTimers();
+  void refresh();
   void applyAppDuration(HXApplication& app, bool isAuto) const;
   void addRuleEntry(HXApplication& app, bool isNew, const std::string& iporport, const std::string& entry,
                     const std::string& subnet);
 
   DecisionContext& context_;
   std::atomic<bool> alertOpen_{false};
-  // What the alert selected besides the scope: how long an app verdict holds, quiet time.
-  AlertAnswer selection_;
+  MainLoop::TimerId timeoutTimer_ = 0;
+  MainLoop::TimerId indicatorTimer_ = 0;
+  MainLoop::TimerId managerTimer_ = 0;
   std::string lastReplySuffix_;
 };
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/Controls.h"
 #include "runtime/Graphics.h"
 
 namespace halvex {
@@ -29,6 +30,15 @@ struct AppItemView {
   bool selected = false;
 };
 
+// The lamps of the main window's toolbar: alerts and logging, on or off.
+struct ToolbarLeds {
+  TextLabel notificationsLabel;
+  Image notificationsImage;
+  TextLabel loggingLabel;
+  Image loggingImage;
+  TextLabel titleLogs;
+};
+
 struct AppsGridView {
   std::vector<AppItemView> items;
   std::optional<std::size_t> selectionIndex;
@@ -38,6 +48,7 @@ struct AppsGridView {
   std::size_t libraryCount = 0;
   // The main window was brought forward to carry a sheet.
   bool mainWindowVisible = false;
+  ToolbarLeds toolbarLeds;
 };
 
 }  // namespace halvex

@@ -294,6 +294,34 @@ void HXController::reenableNotifications() {
   updateToolbarLeds();
 }
 
+void HXController::switchNotificationAlertsStatus() {
+  auto& globals = links_.globals;
+  if (globals.enableNotifications) {
+    makeYellowAppsTurnGreenButPreserveAllMatches();
+    globals.enableNotifications = false;
+    // A pasted ask state would have no meaning with alerts off.
+    pasteboardIsBlockedOrAllowed = 5;
+  } else {
+    turnAllAppsWithMatchesFromGreenToYellow();
+    globals.enableNotifications = true;
+  }
+  links_.updatePreferencesGUI();
+  queueSendConf();
+  updateToolbarLeds();
+}
+
+void HXController::updateToolbarLeds() {
+  const bool notifications = links_.globals.enableNotifications;
+  const bool logging = links_.globals.activateLogging;
+  auto& leds = appsGrid.toolbarLeds;
+  leds.notificationsLabel.text = notifications ? "NOTIFICATIONS ENABLED" : "NOTIFICATIONS DISABLED";
+  leds.notificationsImage = Image::named(notifications ? "NSStatusAvailable" : "NSStatusUnavailable");
+  leds.loggingLabel.text = logging ? "LOGGING ENABLED" : "LOGGING DISABLED";
+  leds.loggingImage = Image::named(logging ? "NSStatusAvailable" : "NSStatusUnavailable");
+  leds.titleLogs.text = logging ? "Recent Apps Connections" : "Recent Apps Connections (Disabled)";
+  changed();
+}
+
 // ---- Expiry and selection ----
 
 void HXController::expireApp(const std::string& appName) {

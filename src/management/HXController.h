@@ -69,6 +69,8 @@ class HXController : public AppsLibraryHolder {
     managesocketagent& mymanagesocketagent;
     // Sends the compact rule lists to the daemon (the configuration's sendConf).
     std::function<void()> sendConf;
+    // Redraws the preferences, whose alerts option follows the switch.
+    std::function<void()> updatePreferencesGUI = [] {};
   };
 
   static constexpr const char* kMainWindow = "window";
@@ -124,6 +126,9 @@ class HXController : public AppsLibraryHolder {
   void turnAllAppsWithMatchesFromGreenToYellow();
   void silenceNotifications();
   void reenableNotifications();
+  // Alerts on or off, from the status menu or the console.
+  void switchNotificationAlertsStatus();
+  void updateToolbarLeds() override;
 
   // The end of a timed rule, from the "expireApp" notification.
   void expireApp(const std::string& appName);

@@ -3,33 +3,45 @@
 // sound, clipboard and file showing that only record what they were asked.
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "agent/FrontEnd.h"
+#include "decision/HXNotifyWindowController.h"
 #include "fakes/ManualLoop.h"
 #include "fakes/ScriptedDialogs.h"
 
 namespace halvex::test {
 
+// What the recorder keeps of an alert it was shown.
+struct Alert {
+  Request request;
+  std::weak_ptr<HXNotifyWindowController> controller;
+  const std::string& tag() const { return request.tagNotify; }
+};
+
 class RecordingAlerts final : public AlertPresenter {
  public:
-  void mostra(const Alert& alert) override {
+  void show(const std::shared_ptr<HXNotifyWindowController>& alert) override {
+    const Alert shownAlert{alert->parameters, alert};
     {
       std::lock_guard lock(mutex_);
-      shown.push_back(alert);
+      shown.push_back(shownAlert);
     }
-    if (onShow) onShow(alert);
+    if (onShow) onShow(shownAlert);
+  }
+  void redraw(const HXNotifyWindowController&) override { ++redraws; }
+  void close(const HXNotifyWindowController& alert, AlertEnding how, const std::string& replySuffix) override {
+    std::lock_guard lock(mutex_);
+    closed.push_back(alert.parameters.tagNotify + " " + endingName(how) + replySuffix);
   }
   // Runs at each opening, after it is recorded: a test's quick user.
   std::function<void(const Alert&)> onShow;
-  void close(const Alert& alert, const std::string& how, const std::string& replySuffix) override {
-    std::lock_guard lock(mutex_);
-    closed.push_back(alert.tag() + " " + how + replySuffix);
-  }
   std::vector<Alert> shown;
   std::vector<std::string> closed;
+  int redraws = 0;
 
  private:
   std::mutex mutex_;

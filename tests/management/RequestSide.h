@@ -27,7 +27,7 @@ struct RequestSide {
   // Answers the oldest open alert (pass, the app for ever); false when none is open.
   bool answerOpen() {
     const auto open = w.agent.alertAnswers.openAlerts();
-    return !open.empty() && w.agent.alertAnswers.answer(open.front(), AlertAnswer{});
+    return !open.empty() && w.agent.alertAnswers.answer(open.front(), AlertAnswer{}).answered;
   }
 
   LibraryWorld& w;

@@ -1,15 +1,37 @@
 #include "ui/console/ConsoleAlertPresenter.h"
 
+#include "decision/HXNotifyWindowController.h"
+#include "ui/console/AlertLine.h"
+#include "ui/console/ConsoleCommands.h"
+
 namespace halvex {
 
-void ConsoleAlertPresenter::mostra(const Alert& alert) {
-  const auto& r = alert.request;
-  line("[alert " + alert.tag() + "] " + r.processName + " wants to connect to " + r.processIP + " port " +
-       r.processPort + " (" + r.processUDPorTCP + "), user " + std::to_string(r.processUID));
+void ConsoleAlertPresenter::show(const std::shared_ptr<HXNotifyWindowController>& alert) {
+  const std::string& tag = alert->parameters.tagNotify;
+  const std::string text = printableText(alert->plainText());
+  shownText_[tag] = text;
+  line("[alert " + tag + "] " + text);
+  if (prompting_) {
+    const auto left = static_cast<long long>(alert->window.timeoutProgress.value);
+    line("[alert " + tag + "] " + std::to_string(left) + " s left; answer: " + kAlertUsage);
+  }
+  opened(tag);
 }
 
-void ConsoleAlertPresenter::close(const Alert& alert, const std::string& how, const std::string& replySuffix) {
-  line("[alert " + alert.tag() + "] " + how + replySuffix);
+void ConsoleAlertPresenter::redraw(const HXNotifyWindowController& alert) {
+  const std::string& tag = alert.parameters.tagNotify;
+  const std::string text = printableText(alert.plainText());
+  auto& shown = shownText_[tag];
+  if (shown == text) return;
+  shown = text;
+  line("[alert " + tag + "] " + text);
+}
+
+void ConsoleAlertPresenter::close(const HXNotifyWindowController& alert, AlertEnding how,
+                                  const std::string& replySuffix) {
+  const std::string& tag = alert.parameters.tagNotify;
+  shownText_.erase(tag);
+  line("[alert " + tag + "] " + endingName(how) + replySuffix);
 }
 
 void ConsoleAlertPresenter::line(const std::string& text) const {

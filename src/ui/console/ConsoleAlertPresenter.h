@@ -1,27 +1,42 @@
 #pragma once
-// The headless face of the alert: one line when an alert opens and one when it closes, on the
-// console (flushed at once, so a script reading the output sees it), and one in the log.
+// The headless face of the alert, on standard output (flushed after each line, so that a script
+// reading it sees it at once) and in the log:
+//
+//   [alert TAG] TEXT                                  when it opens and whenever TEXT changes
+//   [alert TAG] answered|expired|silenced SUFFIX      when it closes; SUFFIX as appended to the reply
+//
+// At a terminal the opening also prompts, with the time left.
 
 #include <cstdio>
+#include <map>
+#include <string>
 
 #include "decision/AlertPresenter.h"
 #include "runtime/LineLogger.h"
+#include "runtime/Signal.h"
 
 namespace halvex {
 
 class ConsoleAlertPresenter final : public AlertPresenter {
  public:
   explicit ConsoleAlertPresenter(const LineLogger& logger, std::FILE* out = stdout) : logger_(logger), out_(out) {}
-  // "[alert TAG] PATH wants to connect to ADDRESS port PORT (PROTOCOL), user UID"
-  void mostra(const Alert& alert) override;
-  // "[alert TAG] answered SUFFIX"
-  void close(const Alert& alert, const std::string& how, const std::string& replySuffix) override;
+
+  void show(const std::shared_ptr<HXNotifyWindowController>& alert) override;
+  void redraw(const HXNotifyWindowController& alert) override;
+  void close(const HXNotifyWindowController& alert, AlertEnding how, const std::string& replySuffix) override;
+
+  // A person types at the console: openings prompt.
+  void setPrompting(bool prompting) { prompting_ = prompting; }
+  // Raised with the tag after an alert's opening line.
+  Signal<const std::string&> opened;
 
  private:
   void line(const std::string& text) const;
 
   const LineLogger& logger_;
   std::FILE* out_;
+  bool prompting_ = false;
+  std::map<std::string, std::string> shownText_;
 };
 
 }  // namespace halvex

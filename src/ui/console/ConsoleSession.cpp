@@ -3,35 +3,134 @@
 #include <sstream>
 #include <vector>
 
+#include "decision/HXNotifyWindowController.h"
 #include "rules/HXApplication.h"
 
 namespace halvex {
 namespace {
 
 std::vector<std::string> words(std::string_view text) {
-  std::istringstream in{std::string(text)};
+  std::istringstream in{std::string(text.substr(0, 64))};
   std::vector<std::string> out;
   for (std::string w; in >> w;) out.push_back(w);
   return out;
 }
 
+bool isCommandWord(const std::string& word) {
+  for (const char* command : {"whois", "host", "country", "signature", "user"})
+    if (word == command) return true;
+  return false;
+}
+
 }  // namespace
 
-ConsoleSession::ConsoleSession(Composition& agent, std::FILE* out)
+ConsoleSession::ConsoleSession(Composition& agent, ConsoleDialogs& dialogs, ConsoleAlertPresenter& alerts,
+                               std::FILE* out)
     : agent_(agent),
+      dialogs_(dialogs),
       out_(out),
       commands_(agent.sockController, agent.flagsController, agent.signatureInspector, agent.ports.processOwners,
                 agent.ports.fileSystem, agent.globals.globalBackground, agent.globals.findFlag, agent.frontEnd.mainLoop,
-                out) {}
+                out),
+      openedConnection_(alerts.opened, [this](const std::string&) { alertOpened(); }) {}
 
 void ConsoleSession::execute(std::string_view text) {
-  if (words(text.substr(0, 64)) == std::vector<std::string>{"apps"}) return listApps();
-  if (words(text.substr(0, 64)) == std::vector<std::string>{"help"}) {
-    // The session's own lines first: the commands list theirs.
-    line("[help] pass|block [app|port|address|network NET]  answers the oldest open alert");
-    line("[help] apps               the managed apps, their rules and signatures");
+  // Too long, or no plain text: the commands refuse it with their own words.
+  if (consoleLineFault(text)) return commands_.execute(text);
+  const auto w = words(text);
+  if (w.empty()) return;
+  if (w == std::vector<std::string>{"apps"}) return listApps();
+  if (w == std::vector<std::string>{"status"}) return status();
+  if (w == std::vector<std::string>{"help"}) return help();
+  if (w.size() == 2 && w[0] == "alerts" && (w[1] == "on" || w[1] == "off")) return switchAlerts(w[1] == "on");
+
+  const AlertLine parsed = parseAlertLine(text);
+  switch (parsed.kind) {
+    case AlertLine::Kind::notAnAnswer:
+      if (isCommandWord(w[0])) return commands_.execute(text);
+      return help();
+    case AlertLine::Kind::invalid: line("[alert] " + printableText(parsed.error) + "; answers: " + kAlertUsage); return;
+    default: break;
   }
-  if (!answer(text)) commands_.execute(text);
+  if (!agent_.alertAnswers.openAlerts().empty()) return answerOldest(parsed);
+  if (waiting_.size() >= kMaxWaitingAnswers) {
+    line("[alert] no alert is open, and " + std::to_string(kMaxWaitingAnswers) + " answers wait already: refused");
+    return;
+  }
+  waiting_.push_back(parsed);
+  line("[alert] no alert is open: the answer waits for the next");
+}
+
+void ConsoleSession::alertOpened() {
+  if (waiting_.empty()) return;
+  // After the opening has finished drawing: the answer presses the buttons of a complete alert.
+  agent_.frontEnd.mainLoop.post([this] {
+    if (waiting_.empty() || agent_.alertAnswers.openAlerts().empty()) return;
+    const AlertLine next = waiting_.front();
+    waiting_.pop_front();
+    answerOldest(next);
+  });
+}
+
+void ConsoleSession::answerOldest(const AlertLine& answer) {
+  const std::string tag = agent_.alertAnswers.openAlerts().front();
+  const auto alert = agent_.alertAnswers.find(tag);
+  switch (answer.kind) {
+    case AlertLine::Kind::answer: {
+      const auto outcome = agent_.alertAnswers.answer(tag, answer.answer);
+      if (!outcome.answered) line("[alert " + tag + "] " + printableText(outcome.error) + "; the alert stays open");
+      return;
+    }
+    case AlertLine::Kind::silence:
+      // The sheet's second button: alerts off, and the request passes.
+      dialogs_.scriptAnswer(AlertResponse{1001, false});
+      alert->clickSilenceBtn();
+      return;
+    case AlertLine::Kind::kill:
+      if (alert->window.terminateProcessMenuItem.hidden) {
+        line("[alert " + tag + "] the process is not the console user's: not ended");
+        return;
+      }
+      alert->killProcess();
+      line("[alert " + tag + "] ending process " + std::to_string(alert->parameters.processPid) +
+           "; the alert stays open");
+      return;
+    case AlertLine::Kind::wait:
+      alert->stopAndRestartTimeout();
+      line("[alert " + tag + "] " + std::to_string(static_cast<long long>(alert->window.timeoutProgress.value)) +
+           " s left");
+      return;
+    default: return;
+  }
+}
+
+void ConsoleSession::switchAlerts(bool on) {
+  if (agent_.globals.enableNotifications != on) agent_.appsLibrary.switchNotificationAlertsStatus();
+  line(std::string("[alerts] ") + (on ? "on" : "off"));
+}
+
+void ConsoleSession::status() {
+  const auto& g = agent_.globals;
+  std::string open;
+  for (const auto& tag : agent_.alertAnswers.openAlerts()) open += " " + tag;
+  std::size_t apps = 0;
+  {
+    std::lock_guard lock(agent_.appsLibrary.libraryLock());
+    apps = agent_.appsLibrary.appsLibrary.size();
+  }
+  line(std::string("[status] alerts ") + (g.enableNotifications ? "on" : "off") + ", logging " +
+       (g.activateLogging ? "on" : "off") + ", " + (open.empty() ? "no alert open" : "alerts open:" + open) + ", " +
+       std::to_string(apps) + (apps == 1 ? " managed app" : " managed apps"));
+}
+
+void ConsoleSession::help() {
+  line("[help] pass|block [app [forever|login|MINUTES] | port | address [quiet] | network NET]");
+  line("[help]                    answers the oldest open alert (or the next one)");
+  line("[help] silence | kill | wait   alerts off and pass / end the process / the full time again");
+  line("[help] alerts on|off      switches alerts");
+  line("[help] status             alerts, logging, open alerts, managed apps");
+  line("[help] apps               the managed apps, their rules and signatures");
+  commands_.execute("help");
 }
 
 void ConsoleSession::listApps() {
@@ -50,59 +149,9 @@ void ConsoleSession::listApps() {
   }
 }
 
-bool ConsoleSession::answer(std::string_view text) {
-  if (text.size() > ConsoleCommands::kMaxLineBytes) return false;  // refused by the commands
-  const auto w = words(text);
-  if (w.empty() || (w[0] != "pass" && w[0] != "block")) return false;
-  AlertAnswer answer;
-  answer.pass = w[0] == "pass";
-  const std::string scope = w.size() > 1 ? w[1] : "app";
-  if (scope == "app" && w.size() <= 2) {
-    answer.scope = AlertScope::app;
-  } else if (scope == "port" && w.size() == 2) {
-    answer.scope = AlertScope::port;
-  } else if (scope == "address" && w.size() == 2) {
-    answer.scope = AlertScope::address;
-  } else if (scope == "network" && w.size() == 3) {
-    answer.scope = AlertScope::network;
-    answer.network = w[2];
-  } else {
-    line("[alert] usage: pass|block [app|port|address|network NET]");
-    return true;
-  }
-  const auto open = agent_.alertAnswers.openAlerts();
-  if (open.empty()) {
-    line("[alert] no alert is open");
-    return true;
-  }
-  agent_.alertAnswers.answer(open.front(), answer);
-  return true;
-}
-
 void ConsoleSession::line(const std::string& text) {
   std::fprintf(out_, "%s\n", text.c_str());
   std::fflush(out_);
-}
-
-void ConsoleSession::readFrom(std::FILE* in) {
-  // The thread never touches the session itself: it may outlive it, blocked in its read.
-  std::thread([this, in, alive = alive_, &loop = agent_.frontEnd.mainLoop] {
-    std::string text;
-    auto hand = [&] {
-      loop.post([this, alive, line = std::move(text)] {
-        if (*alive) execute(line);
-      });
-      text.clear();
-    };
-    for (int c; (c = std::fgetc(in)) != EOF;) {
-      if (c == '\n') {
-        hand();
-      } else if (text.size() <= ConsoleCommands::kMaxLineBytes) {
-        text.push_back(static_cast<char>(c));
-      }
-    }
-    if (!text.empty()) hand();
-  }).detach();
 }
 
 }  // namespace halvex

@@ -1,51 +1,57 @@
 #pragma once
-// The headless agent's conversation: each line a person types (or a script feeds) either answers
-// the oldest open alert or asks a question of the commands.
+// The headless agent's conversation. Each line a person types (or a script feeds) answers the
+// oldest open alert (see AlertLine.h), switches alerts, reports the agent's state, or asks a
+// question of the commands:
 //
-//   pass|block [app|port|address|network NET]   answers the oldest open alert; without a scope,
-//                                                the whole app, for ever
-//   apps                                         the managed apps: state, entries, signature
+//   alerts on|off    switches alerts, as the status menu does
+//   status           alerts and logging on or off, the open alerts, the managed apps
+//   apps             the managed apps: state, entries, signature
+//   help             the answers and commands; any line nobody understands also gets it
 //
-// Answers go through the alert's one entry point, as a window's buttons do. Everything else goes
-// to ConsoleCommands. Lines are read on a thread of their own and handled on the main loop.
+// An answer works the alert's controls and presses its button, as a window would. An answer that
+// comes with no alert open waits for the next one. Lines arrive on the main loop.
 
-#include <atomic>
 #include <cstdio>
-#include <memory>
+#include <deque>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "agent/Composition.h"
+#include "ui/console/AlertLine.h"
+#include "ui/console/ConsoleAlertPresenter.h"
 #include "ui/console/ConsoleCommands.h"
+#include "ui/console/ConsoleDialogs.h"
 
 namespace halvex {
 
 class ConsoleSession {
  public:
-  ConsoleSession(Composition& agent, std::FILE* out);
-  ~ConsoleSession() { *alive_ = false; }
+  // Answers kept for alerts to come; more are refused.
+  static constexpr std::size_t kMaxWaitingAnswers = 64;
+
+  ConsoleSession(Composition& agent, ConsoleDialogs& dialogs, ConsoleAlertPresenter& alerts, std::FILE* out);
   ConsoleSession(const ConsoleSession&) = delete;
   ConsoleSession& operator=(const ConsoleSession&) = delete;
 
   // On the main loop.
   void execute(std::string_view line);
 
-  // Reads `in` line by line on a thread of its own, handing each line to the main loop. A line
-  // longer than ConsoleCommands::kMaxLineBytes arrives cut to that length plus one byte, so that it
-  // is refused whole; reading stops at the end of the input.
-  void readFrom(std::FILE* in);
-
  private:
-  // True when the line was an answer (or a refused one).
-  bool answer(std::string_view line);
+  void help();
+  void status();
   void listApps();
+  void switchAlerts(bool on);
+  // Applies a parsed answer to the oldest open alert.
+  void answerOldest(const AlertLine& answer);
+  void alertOpened();
   void line(const std::string& text);
 
   Composition& agent_;
+  ConsoleDialogs& dialogs_;
   std::FILE* out_;
   ConsoleCommands commands_;
-  std::shared_ptr<std::atomic<bool>> alive_ = std::make_shared<std::atomic<bool>>(true);
+  std::deque<AlertLine> waiting_;
+  Connection openedConnection_;
 };
 
 }  // namespace halvex

@@ -1,0 +1,41 @@
+#pragma once
+// The console's answers to an alert, one line each:
+//
+//   pass|block                                 the selection as the alert opened
+//   pass|block app [forever|login|MINUTES]     the whole app, for ever, until logout, or minutes
+//   pass|block port                            the port
+//   pass|block address [quiet]                 the address, with the quiet time switched on
+//   pass|block network NET                     a network: for IPv4 one of the three offered
+//                                              (as text, or /8, /16, /24), for IPv6 any that
+//                                              holds the address
+//   silence                                    alerts off; the request passes
+//   kill                                       ends the process; the alert stays open
+//   wait                                       gives the alert its full time again
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "decision/AlertAnswer.h"
+
+namespace halvex {
+
+struct AlertLine {
+  enum class Kind { answer, silence, kill, wait, notAnAnswer, invalid };
+  Kind kind = Kind::notAnAnswer;
+  AlertAnswer answer;
+  // For Kind::invalid: what is wrong, for the person.
+  std::string error;
+};
+
+// The minutes an answer may give the app: those of the alert's slider.
+inline constexpr std::int64_t kMinAnswerMinutes = 1;
+inline constexpr std::int64_t kMaxAnswerMinutes = 1440;
+
+inline constexpr const char* kAlertUsage =
+    "pass|block [app [forever|login|MINUTES] | port | address [quiet] | network NET] | silence | kill | wait";
+
+// Reads one line. A line whose first word is none of the answers is Kind::notAnAnswer.
+AlertLine parseAlertLine(std::string_view line);
+
+}  // namespace halvex
