@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Sets up and runs the agent's main job: builds the agent, starts it inside a temporary system
 # root next to the stand-in daemon (no real daemon is installed on this machine), lets the daemon
-# ask about connections of real processes, shows the replies and the notifications, and quits.
+# ask about connections of real processes (alerts off: the apps are learnt), then switches alerts on
+# and answers the alerts of a new program from a script, shows the replies and the notifications,
+# and quits.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -33,8 +35,10 @@ echo "== the stand-in daemon listens for the agent's notifications"
 listener=$!
 sleep 0.3
 
-echo "== the agent starts (system root $root)"
-"$bin/src/halvex" --headless >"$root/agent.out" 2>&1 &
+echo "== the agent starts (system root $root), reading its answers from a FIFO"
+mkfifo "$root/answers"
+exec 3<>"$root/answers"
+"$bin/src/halvex" --headless --answers "$root/answers" >"$root/agent.out" 2>&1 &
 agent=$!
 pids+=("$agent")
 
@@ -44,6 +48,17 @@ pids+=("$asker")
 
 echo "== the daemon asks about four connections (the last one of a process that has gone)"
 "$bin/tools/halvex-standin-daemon" --demo --pid "$asker" --wait-agent 10
+
+echo "== alerts on; a new program asks, and a script answers its alerts"
+echo "alerts on" >&3
+tail -f /dev/null &
+newcomer=$!
+pids+=("$newcomer")
+printf '%s\n' "block port" "pass network /24" "pass network 2001:db8::/32" "status" >&3
+"$bin/tools/halvex-standin-daemon" --pid "$newcomer" --timeout 10 \
+  --send "5 192.0.2.20 25 {pid} TCP 4 0" --send "6 192.0.2.21 443 {pid} TCP 4 0" \
+  --send "7 2001:db8::7 443 {pid} TCP 6 0" --send "8 192.0.2.99 25 {pid} TCP 4 0"
+sleep 0.5
 
 echo "== plain quit (SIGTERM): the filter keeps running"
 kill -TERM "$agent"

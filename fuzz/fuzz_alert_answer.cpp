@@ -1,0 +1,59 @@
+// Feeds arbitrary console lines to an open alert, as a person or a script would type them: the
+// line is read by the answer grammar and, when it is an answer, works the alert's controls and
+// presses its button. Whatever the line, the request ends exactly once (by the answer or by the
+// expiry that follows), the queue runs again, no alert stays open, and no reply exceeds 127 bytes.
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "decision/AlertAnswers.h"
+#include "decision/HXNotifyWindowController.h"
+#include "fakes/World.h"
+#include "ui/console/AlertLine.h"
+
+using namespace halvex;
+using namespace std::chrono_literals;
+
+namespace {
+
+test::World& world() {
+  static auto* w = [] {
+    auto* made = new test::World;
+    made->globals.enableNotifications = true;
+    made->globals.moreOptionsOpen = true;
+    made->processes.add(300, "/usr/bin/curl", 501);
+    return made;
+  }();
+  return *w;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  auto& w = world();
+  w.globals.globalAppsArray.clear();
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  // The first byte picks the address family, so both scopes of networks are reached.
+  const std::string address = size && (data[0] & 1) ? "2001:db8::1" : "192.168.1.7";
+  const std::string line = "t " + address + " 443 300 TCP 4 0";
+  const auto before = w.sockets.sentLines().size();
+  w.globals.synchronizedNotification.suspend();
+  w.agent.notifyController.addRequest(line);
+  w.loop.runPending();
+  const auto open = w.agent.alertAnswers.openAlerts();
+  if (open.size() != 1) std::abort();
+  const auto parsed = parseAlertLine(text.substr(size ? 1 : 0));
+  if (parsed.kind == AlertLine::Kind::answer) (void)w.agent.alertAnswers.answer(open.front(), parsed.answer);
+  if (parsed.kind == AlertLine::Kind::wait) w.agent.alertAnswers.find(open.front())->stopAndRestartTimeout();
+  w.loop.advance(61s);
+  const auto sent = w.sockets.sentLines();
+  if (sent.size() != before + 1 || sent.back().size() > 127) std::abort();
+  if (w.globals.synchronizedNotification.suspendCount() != 0 || !w.agent.alertAnswers.openAlerts().empty() ||
+      w.globals.notificationOnScreen)
+    std::abort();
+  // Timed rules the answer made end here, so that no timer outlives the input.
+  w.loop.advance(std::chrono::hours(25));
+  return 0;
+}
