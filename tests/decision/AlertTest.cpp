@@ -360,3 +360,20 @@ TEST_F(AlertTest, TheProcessMenuRunsCommandsWithArgumentsOffTheMainLoop) {
       << "the opening's sound; no host name known: nothing copied";
   EXPECT_TRUE(a.alertIsOpen()) << "killing leaves the alert to be answered";
 }
+
+TEST_F(AlertTest, AlertsSwitchOffAndOnWithTheirLampsAndTheDaemonHearsOfEach) {
+  auto& leds = world.controller.appsGrid.toolbarLeds;
+  for (const bool on : {false, true}) {
+    SCOPED_TRACE(on ? "on" : "off");
+    world.controller.pasteboardIsBlockedOrAllowed = 4;
+    const auto heard = world.center.postedNames().size();
+    world.controller.switchNotificationAlertsStatus();
+    world.globals.synchronizedNotification.sync([] {});
+    EXPECT_EQ(world.globals.enableNotifications, on);
+    EXPECT_EQ(world.preferences.view.toggleNotificationsBtn.state, on);
+    EXPECT_EQ(leds.notificationsLabel.text, on ? "NOTIFICATIONS ENABLED" : "NOTIFICATIONS DISABLED");
+    EXPECT_EQ(leds.notificationsImage.name, on ? "NSStatusAvailable" : "NSStatusUnavailable");
+    EXPECT_EQ(world.controller.pasteboardIsBlockedOrAllowed, on ? 4 : 5) << "no pasted ask state with alerts off";
+    EXPECT_EQ(world.center.postedNames().size(), heard + 1) << "the rules went to the daemon";
+  }
+}
