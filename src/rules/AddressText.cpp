@@ -286,10 +286,30 @@ bool readTrailingIpv4(std::string_view text, std::uint8_t* dst, int& bits) {
   return octets == 4;
 }
 
+// Writes the bytes under the prefix as the text gave them: a partial last byte keeps its low
+// bits, and nothing past it is written.
+int writePrefix(const std::uint8_t* bytes, int bits, std::uint8_t* dst, std::size_t size) {
+  const auto count = static_cast<std::size_t>((bits + 7) / 8);
+  if (count > size) return -1;
+  std::memcpy(dst, bytes, count);
+  return bits;
+}
+
 }  // namespace
 
 int inetNetPton6(std::string_view text, std::uint8_t* dst, std::size_t size) {
   text = untilNul(text);
+  // A whole address before the prefix is that address: "::" stands for the groups up to 128 bits
+  // whatever the prefix, so "2001:db8::/32" is 2001:db8::/32 and "fe80::1/64" is fe80::/64.
+  const auto slash = text.find('/');
+  if (const auto address = inetPton6(text.substr(0, slash))) {
+    int bits = 128;
+    if (slash != std::string_view::npos && !readBits(text.substr(slash + 1), 128, bits)) return -1;
+    return writePrefix(address->data(), bits, dst, size);
+  }
+
+  // Otherwise the abbreviated network form: the groups given cover the words under the prefix
+  // ("2001:db8/32"), and a "::" fills only up to there.
   std::uint8_t tmp[16] = {};
   std::size_t tp = 0;
   std::optional<std::size_t> colonp;
@@ -346,7 +366,6 @@ int inetNetPton6(std::string_view text, std::uint8_t* dst, std::size_t size) {
   }
   if (bits == -1) bits = 128;
 
-  // The text covers the words under the prefix; "::" fills up to there, not to 128 bits.
   std::size_t words = static_cast<std::size_t>((bits + 15) / 16);
   if (words < 2) words = 2;
   if (ipv4) words = 8;
@@ -362,10 +381,7 @@ int inetNetPton6(std::string_view text, std::uint8_t* dst, std::size_t size) {
     tp = endp;
   }
   if (tp != endp) return -1;
-  const std::size_t bytes = static_cast<std::size_t>((bits + 7) / 8);
-  if (bytes > size) return -1;
-  std::memcpy(dst, tmp, bytes);
-  return bits;
+  return writePrefix(tmp, bits, dst, size);
 }
 
 int inetNetMask(int bits, Ipv4Bytes& mask) {

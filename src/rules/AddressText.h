@@ -8,7 +8,9 @@
 //  - inetPton4 / inetPton6: the strict readers of dotted quads and of IPv6 text.
 //  - inetNetPton4 / inetNetPton6: network readers that answer the number of significant bits,
 //    or -1 when they refuse the text. A text without "/" is accepted: IPv4 infers the width from
-//    the address class, IPv6 takes 128.
+//    the address class, IPv6 takes 128. An IPv6 text whose part before "/" is a whole address
+//    is that address ("2001:db8::/32"); otherwise the classic abbreviated form ("2001:db8/32").
+//    Bits past the prefix are ignored, not refused.
 //  - inetNetMask: the mask of a prefix length, refusing lengths from 33 up (as unsigned).
 //  - intValue: the integer value of a text as a string object reads it: leading blanks, a sign,
 //    digits up to the first other character; text that is no number is 0.

@@ -73,6 +73,8 @@ TEST_F(RuleCheck, StateFourWalksEveryRuleThroughEveryMatcher) {
   auto v6 = addApp("/usr/bin/v6", 4, {"#2001:db8::/48", "@::/0"});
   EXPECT_EQ(decide("/usr/bin/v6", "2001:db8::1"), (Replies{" 4 0 1", " 4 0 0"}));
   EXPECT_EQ(decide("/usr/bin/v6", "192.0.2.1"), Replies{" 4 0 0"});
+  v6->appMatches = {"#2001:db8::/32"};
+  EXPECT_EQ(decide("/usr/bin/v6", "2001:db8:1::1"), Replies{" 4 0 1"});
   v6->appMatches = {"@192.0.2.0/24"};  // the IPv4 matcher alone answers a network without ":"
   EXPECT_EQ(decide("/usr/bin/v6", "192.0.2.1"), Replies{" 4 0 0"});
   EXPECT_TRUE(finished());

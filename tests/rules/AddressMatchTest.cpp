@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <tuple>
+#include <vector>
+
 #include "rules/AddressText.h"
 #include "rules/DVMatchIP.h"
 #include "rules/DVValidateIP.h"
@@ -67,6 +72,12 @@ TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
       {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "::/0", true},
       {"2001:db8::5", "2001:db8::5", true},
       {"2001:db8::6", "2001:db8::5", false},  // no "/": all 128 bits
+      // A whole address before the prefix is that address, bits past the prefix ignored.
+      {"2001:db8::1", "2001:db8::/32", true},
+      {"2a00::1", "2001:db8::/32", false},
+      {"2001:db8:ffff::1", "2001:db8::1/32", true},
+      {"fe80::5", "fe80::1/64", true},
+      {"fe80:0:0:1::5", "fe80::1/64", false},
       {"fe80::1", "zz::/10", false},
       {"fe80::1", "fe80::/129", false},
       // An address that is no IPv6 text compares as all zeros: it fails every real network, and
@@ -87,11 +98,11 @@ TEST(DVMatchIPTest, CidrValidationTakesWhatTheNetworkReadersTake) {
     EXPECT_TRUE(m.validateIPV4cidr(good)) << good;
   for (const char* bad : {"10.0.0.0/33", "256.0.0.0/8", "1.2.3.4.5", "10.0.0.0/8x", "host/8", ""})
     EXPECT_FALSE(m.validateIPV4cidr(bad)) << bad;
-  for (const char* good : {"fe80::/10", "::/0", "2001:db8::1", "::ffff:10.0.0.1"})
+  for (const char* good : {"fe80::/10", "::/0", "2001:db8::1", "::ffff:10.0.0.1", "2001:db8::/32", "::ffff:1.2.3.4/96"})
     EXPECT_TRUE(m.validateIPV6cidr(good)) << good;
   // "/010": a leading zero in the length is refused.
-  for (const char* bad :
-       {"zz::/10", "fe80::/129", "fe80::/010", "fe80::/", "1:2:3:4:5:6:7:8:9", "1::2::3", "10.0.0.1", ""})
+  for (const char* bad : {"zz::/10", "fe80::/129", "fe80::/010", "fe80::/", "1:2:3:4:5:6:7:8:9", "1::2::3", "10.0.0.1",
+                          "", "2001:db8::/-1", "2001:db8::/3x", "2001:db8:::/32", "gggg::/16", "/32"})
     EXPECT_FALSE(m.validateIPV6cidr(bad)) << bad;
 }
 
@@ -143,6 +154,20 @@ TEST(MatchAddressTextTest, NetworkReadersAnswerTheNumberOfBits) {
   EXPECT_EQ(addr::inetNetPton6("::ffff:1.2.3.4/120", v6, 16), 120);
   EXPECT_EQ(v6[12], 1);
   EXPECT_EQ(addr::inetNetPton6("2001:db8/32", v6, 16), 32);
+  // A whole address fills up to 128 bits, the abbreviated form up to the prefix. The bytes under
+  // the prefix are written as the text gave them, bits past the prefix included; none past them.
+  const std::tuple<const char*, int, std::vector<std::uint8_t>> prefixes[] = {
+      {"2001:db8::/32", 32, {0x20, 0x01, 0x0d, 0xb8}},
+      {"fe80::1/64", 64, {0xfe, 0x80, 0, 0, 0, 0, 0, 0}},
+      {"1::2:/64", 64, {0, 1, 0, 0, 0, 0, 0, 2}},
+      {"ffff::/10", 10, {0xff, 0xff}},
+      {"2001:db8/17", 17, {0x20, 0x01, 0x0d}}};
+  for (const auto& [text, bits, bytes] : prefixes) {
+    std::fill(std::begin(v6), std::end(v6), 0xaa);
+    EXPECT_EQ(addr::inetNetPton6(text, v6, 16), bits) << text;
+    EXPECT_EQ(std::vector(v6, v6 + bytes.size()), bytes) << text;
+    EXPECT_EQ(v6[bytes.size()], 0xaa) << text;
+  }
   // The bytes under the prefix are all that is written.
   std::uint8_t small[2] = {};
   EXPECT_EQ(addr::inetNetPton6("fe80::/10", small, 2), 10);
