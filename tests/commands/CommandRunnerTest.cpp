@@ -85,12 +85,6 @@ TEST(ScriptRunnerContract, FormsRunTheirProgramsAndEveryFailureIsExactlyError) {
 
 class RealRunner : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() / ("halvex-runner-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-  std::filesystem::path dir_;
   LinuxProcessRunner processes_;
 };
 
@@ -130,13 +124,15 @@ TEST_F(RealRunner, LargeOutputIsDrainedWhileTheProgramRuns) {
 }
 
 TEST_F(RealRunner, AwkwardPathsStayInOnePiece) {
-  const auto path = (dir_ / "a b 'single' \"double\" \xFF\xFE.txt").string();
+  const auto dir = std::filesystem::temp_directory_path() / ("halvex-runner-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(dir);
+  const auto path = (dir / "a b 'single' \"double\" \xFF\xFE.txt").string();
   std::ofstream(path) << "content\n";
   CommandRunner runner(processes_);
   // Arguments travel whole in the direct runner.
   EXPECT_EQ(runner.eseguiShellCommand("/bin/cat", {path}), "content\n");
   // In a shell line the caller's quoting holds blanks and single quotes together.
-  const std::string blanks = (dir_ / "with blanks \xFF.txt").string();
+  const std::string blanks = (dir / "with blanks \xFF.txt").string();
   std::ofstream(blanks) << "inside\n";
   EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "/bin/cat \"" + blanks + "\""}), "inside\n");
   EXPECT_EQ(runner.quietScript("/bin/cat \\\"" + blanks + "\\\""), "inside");
@@ -144,6 +140,7 @@ TEST_F(RealRunner, AwkwardPathsStayInOnePiece) {
   EXPECT_EQ(runner.quietScript("/bin/cat \"" + path + "\""), "ERROR");
   // Non-UTF-8 output comes back as valid text.
   EXPECT_EQ(runner.eseguiShellCommand("/bin/printf", {"x\\377y"}), "x\xEF\xBF\xBDy");
+  std::filesystem::remove_all(dir);
 }
 
 TEST_F(RealRunner, HangingCommandsEndAtTheLimit) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char* kPath = "/home/u/.config/halvex/defaults.plist";
 
-TEST(UserDefaultsTest, ChangesAreWrittenAtOnceAndReadByTheNextStore) {
+TEST(UserDefaultsTest, ChangesAreWrittenAtOnceAndReadByTheNextStoreAndJunkStartsEmpty) {
   test::MemoryFiles files;
   {
     UserDefaults d(files, kPath);
@@ -31,10 +31,8 @@ TEST(UserDefaultsTest, ChangesAreWrittenAtOnceAndReadByTheNextStore) {
   EXPECT_EQ(again.colorForKey("bgColor"), Color::redColor()) << "the system colour's name survives";
   EXPECT_EQ(again.colorForKey("currentTheme"), std::nullopt);
   EXPECT_EQ(again.stringForKey("autoUpdate"), std::nullopt);
-}
 
-TEST(UserDefaultsTest, AFileThatIsNoDictionaryStartsAnEmptyDatabase) {
-  test::MemoryFiles files;
+  // A file that is no dictionary starts an empty database.
   files.addFile(kPath, std::string("not a property list"));
   UserDefaults d(files, kPath);
   EXPECT_FALSE(d.contains("autoUpdate"));

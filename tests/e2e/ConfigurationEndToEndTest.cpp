@@ -25,7 +25,7 @@ std::size_t count(const std::string& text, const std::string& needle) {
   return n;
 }
 
-// A first-run configuration of our own: two apps, a folder and a global rule.
+// A first-run configuration of our own: an app, a folder and a global rule.
 std::string customDefaults() {
   const Array records{
       Value(Dictionary{{"HalvexClassName", Value("HXPreferences")}, {"automaticXPC", Value(true)}}),
@@ -44,13 +44,6 @@ std::string customDefaults() {
                        {"appIsBundle", Value(false)},
                        {"appIsBlockedOrAllowed", Value(std::int64_t{4})},
                        {"appMatches", Value(Array{Value("@192.0.2.1"), Value("#443")})}}),
-      Value(Dictionary{{"HalvexClassName", Value("HXApplication")},
-                       {"appName", Value("wget")},
-                       {"appPath", Value("/usr/bin/wget")},
-                       {"appBinaries", Value(Array{Value("/usr/bin/wget")})},
-                       {"appIsBundle", Value(false)},
-                       {"appIsBlockedOrAllowed", Value(std::int64_t{1})},
-                       {"appMatches", Value(Array{})}}),
   };
   return plist::toXml(Value(Array{Value(encodedConfiguration(records, "test"))}));
 }
@@ -69,7 +62,7 @@ TEST(ConfigurationEndToEnd, AQuitAndARestartBringTheSameRulesBackThroughTheDaemo
                root.path() + "/standin.out");
   ASSERT_TRUE(waitUntil([&] { return daemon.output().find("ready") != std::string::npos; })) << daemon.output();
   const auto heard = [&](std::size_t times) {
-    return waitUntil([&] { return count(daemon.output(), "compact apps=2 exclusions=1 records=1") == times; });
+    return waitUntil([&] { return count(daemon.output(), "compact apps=1 exclusions=1 records=1") == times; });
   };
 
   // First run: no file, the first-run defaults come in and reach the daemon's memory.

@@ -31,13 +31,12 @@ class FakeSockets final : public UnixDatagramSockets {
   unsigned modeSet = 0;
 
   // A datagram for the reader, as raw bytes (a receive copies at most the size asked for);
-  // nothing makes the reader's receive (once the queue before it is empty) return 0.
-  void deliver(std::optional<std::string> bytes) {
+  // nothing (the default) makes the reader's receive (once the queue before it is empty) return 0.
+  void deliver(std::optional<std::string> bytes = std::nullopt) {
     std::lock_guard lock(mutex_);
     incoming_.push_back(std::move(bytes));
     changed_.notify_all();
   }
-  void deliverEnd() { deliver(std::nullopt); }
   // Replies sent so far: the text up to each datagram's NUL, and the datagrams' sizes.
   std::vector<std::string> sentLines() const {
     std::lock_guard lock(mutex_);
@@ -52,10 +51,6 @@ class FakeSockets final : public UnixDatagramSockets {
   std::vector<std::size_t> sentSizes() const {
     std::lock_guard lock(mutex_);
     return sentSizes_;
-  }
-  std::size_t sentCount() const {
-    std::lock_guard lock(mutex_);
-    return sent_.size();
   }
 
   int openSocket(int& error) override {

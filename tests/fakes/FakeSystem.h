@@ -40,11 +40,7 @@ class FakeRunningApplications final : public RunningApplications {
 
 class FakeStandardStreams final : public StandardStreams {
  public:
-  bool redirectStandardError(const std::string& path) override {
-    redirectedTo = path;
-    return true;
-  }
-  std::string redirectedTo;
+  bool redirectStandardError(const std::string&) override { return true; }
 };
 
 class MapBundleInfo final : public BundleInfo {

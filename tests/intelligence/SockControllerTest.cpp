@@ -28,22 +28,8 @@ TEST(WhoisText, MarkersAreRemovedInOrder) {
   EXPECT_EQ(cleanWhoisText("#% x"), "x") << "removing '#' can make a new '% '";
 }
 
-TEST_F(Sock, HostNameIsTheFirstNameOrNothing) {
-  w.hostNames.set("8.8.8.8", {"dns.example", "alias.example"});
-  EXPECT_EQ(sock_.hostName("8.8.8.8"), "dns.example");
-  EXPECT_FALSE(sock_.hostName("9.9.9.9"));
-  std::optional<std::string> got = "unset";
-  sock_.lookUpHostName("9.9.9.9", w.globals.globalBackground, [&](std::optional<std::string> n) { got = n; });
-  ASSERT_TRUE(w.loop.waitAndRun());
-  EXPECT_FALSE(got);
-}
-
 TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
-  ProcessResult r{.launched = true,
-                  .timedOut = false,
-                  .exitStatus = 0,
-                  .output = "% IANA WHOIS\n# comment\nrefer: whois.example\n"};
-  w.runner.answerWith(r);
+  w.runner.answerWith({true, false, 0, "% IANA WHOIS\n# comment\nrefer: whois.example\n"});
   std::string done;
   sock_.clickWhois("1.2.3.4", [&](const std::string& text) { done = text; });
   ASSERT_TRUE(w.loop.waitAndRun());
@@ -53,15 +39,12 @@ TEST_F(Sock, WhoisRunsTheToolQuietlyAndPrintsTheCleanReport) {
   ASSERT_EQ(requests.size(), 1u);
   EXPECT_EQ(requests[0].arguments, (std::vector<std::string>{"-c", "/r/usr/bin/whois 1.2.3.4"}));
 
-  r.exitStatus = 2;
-  w.runner.answerWith(r);
-  EXPECT_EQ(sock_.whoisReport("2001:DB8:0::1"), "ERROR");
-  EXPECT_EQ(w.runner.requests().back().arguments[1], "/r/usr/bin/whois 2001:db8::1") << "the canonical address";
+  // The console refuses such texts itself; the report must refuse them for its other callers too.
   using namespace std::string_literals;
   for (const std::string& text :
        {"1.2.3.4; rm -rf ~"s, "\"\xFF"s, "face"s, "::::"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s})
     EXPECT_EQ(sock_.whoisReport(text), "ERROR") << text;
-  EXPECT_EQ(w.runner.requests().size(), 2u) << "a text that is no address never reaches a shell";
+  EXPECT_EQ(w.runner.requests().size(), 1u) << "a text that is no address never reaches a shell";
 }
 
 TEST_F(Sock, CheckWhoisIsBoundedAndAlwaysAnnouncesItsEnd) {

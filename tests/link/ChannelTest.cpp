@@ -10,7 +10,7 @@ TEST(Channel, OpensInOrderWithTheAgreedBuffersAndMode) {
   world.startReader();
   for (int i = 0; i < 500 && !world.channel.isOpen(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
   ASSERT_TRUE(world.channel.isOpen());
-  world.sockets.deliverEnd();
+  world.sockets.deliver();
   world.reader.join();
   const std::string agent = kAgentPath;
   EXPECT_EQ(world.sockets.calls, (std::vector<std::string>{"socket", "sndbuf 65535", "rcvbuf 65535", "unlink " + agent,
@@ -39,7 +39,7 @@ TEST(Channel, SocketOrBindFailureEndsTheProcessButBufferSizeFailuresAreOnlyRepor
   ChannelWorld world;
   world.sockets.failSendBuffer = true;
   world.sockets.failReceiveBuffer = true;
-  world.sockets.deliverEnd();
+  world.sockets.deliver();
   world.channel.openandreadsocketagent();
   EXPECT_EQ(world.printed(), "Error setsockoptError setsockopt");
   EXPECT_EQ(world.sockets.calls.back(), std::string("chmod ") + kAgentPath);
@@ -54,7 +54,7 @@ TEST(Channel, DatagramTextEndsAtTheFirstNulOrAfterAllOfItsBytes) {
   const std::string line = requestLine("7", 300);
   world.sockets.deliver(line + std::string(1, '\0'));
   world.sockets.deliver(std::string("8"));
-  world.sockets.deliverEnd();
+  world.sockets.deliver();
   world.channel.openandreadsocketagent();
   world.settle(2);
   EXPECT_EQ(world.sockets.sentLines(), (std::vector<std::string>{line + " 0 # #", "8" + line.substr(1) + " 0 # #"}));

@@ -15,11 +15,6 @@ using Apps = std::vector<DaemonApp>;
 constexpr auto kRed = &HXController::makeSelectedAppRed;
 constexpr auto kGreen = &HXController::makeSelectedAppGreen;
 
-void setHideSystem(LibraryWorld& w, bool hide) {
-  w.globals.preferences.updateUser([hide](UserPreferences& u) { u.hideSystemBinaries = hide; });
-  w.controller.applyFilter();
-}
-
 TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
   LibraryWorld w;
   w.load("/usr/bin/curl", 0);
@@ -41,28 +36,11 @@ TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
   EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
   EXPECT_EQ(w.controller.appsGrid.selectionIndex, 0u) << "the newest app is selected";
   EXPECT_EQ(w.mirrorNames(), w.gridNames());
-  auto foo = findAppForPath(w.globals.globalAppsArray, "/Applications/Foo.app/Contents/XPCServices/x");
-  ASSERT_TRUE(foo);
-  EXPECT_EQ(foo->appPath, "/Applications/Foo.app") << "the first copy seen gives the path";
-  EXPECT_EQ(foo->appBinaries, Names{"Foo.app/"});
 
   // The next change carries the additions to the daemon in view order.
   w.act(3, kRed);
   EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "Foo.app/", "/usr/bin/curl"}));
   EXPECT_EQ(w.daemonApps().back().state, 1);
-}
-
-TEST(AppLibrary, HiddenSystemBinariesStayInTheLibraryAndReachTheDaemon) {
-  LibraryWorld w;
-  for (const char* p : {"/usr/sbin/netd", "/usr/bin/curl"}) w.load(p, 0);
-  setHideSystem(w, true);
-  EXPECT_EQ(w.gridNames(), Names{"curl"});
-  EXPECT_EQ(w.controller.appsGrid.libraryCount, 2u);
-
-  w.act(0, kRed);  // arranged index: curl
-  EXPECT_EQ(w.daemonApps(), (Apps{{"/usr/sbin/netd", 0, {}}, {"/usr/bin/curl", 1, {}}}));
-  setHideSystem(w, false);
-  EXPECT_EQ(w.gridNames(), (Names{"netd", "curl"}));
 }
 
 TEST(AppLibrary, RuleOfTheSelectedAppChangesAndIsSnapshotted) {

@@ -45,7 +45,11 @@ TEST(LibraryFromOutside, ImportsReplaceWhatTheGridShowsDropTheSelectionAndSetThe
   EXPECT_EQ(w.gridNames(), (Names{"a", "b"}));
   EXPECT_FALSE(w.controller.appsGrid.selectionIndex);
   w.act(1, &HXController::makeSelectedAppRed);  // the grid's operations act on the imported apps
-  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 0, {}}, {"/usr/sbin/netd", 0, {}}, {"/opt/b", 1, {}}}));
+  EXPECT_EQ(w.daemonApps(), (std::vector<DaemonApp>{{"/opt/a", 0, {}}, {"/usr/sbin/netd", 0, {}}, {"/opt/b", 1, {}}}))
+      << "hidden apps reach the daemon";
+  w.globals.preferences.updateUser([](UserPreferences& u) { u.hideSystemBinaries = false; });
+  w.controller.applyFilter();
+  EXPECT_EQ(w.gridNames(), (Names{"a", "netd", "b"}));
 }
 
 // For ThreadSanitizer: imports on the synchronised queue while the main loop redraws the grid,

@@ -43,7 +43,7 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
   std::atomic<int> unanswered{0};
   std::thread requester([&] {
     for (int r = 0; !done; ++r) {
-      const auto before = w.sockets.sentCount();
+      const auto before = w.sockets.sentLines().size();
       // Tools in every state, quiet daemons, unknown programs; addresses the rules hold or not.
       std::string path = toolPath(r % kTools);
       std::string ip = r % 3 ? "192.0.2.1" : "10.0.0." + std::to_string(r % kTools);
@@ -57,7 +57,7 @@ TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
       ++requests;
       // Until the request has ended: a block behind it runs only once the queue is let go.
       w.globals.synchronizedNotification.sync([] {});
-      if (w.sockets.sentCount() == before) ++unanswered;
+      if (w.sockets.sentLines().size() == before) ++unanswered;
     }
     requesterFinished = true;
   });

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "fakes/World.h"
-#include "rules/HXExclusion.h"
-#include "rules/HXManagedRecords.h"
 #include "rules/HXRecord.h"
 #include "runtime/ConcurrentQueue.h"
 
@@ -25,28 +23,18 @@ class HXRecordTest : public ::testing::Test {
   const RulesContext& context = world.context;
 };
 
-TEST_F(HXRecordTest, AddressLosesEveryPrefixCharacterAndRuleGivesThePrefix) {
-  const auto a = row("@10.0.0.1", 1);
-  EXPECT_EQ(a->recordAddress, "10.0.0.1");
-  EXPECT_EQ(row("10.0.0.1", 1)->recordAddress, "10.0.0.1");
-  EXPECT_EQ(a->recordPrefix, "#");
+// The prefix is what a row's entry is rebuilt from; the Everyone row is the app's whole rule.
+TEST_F(HXRecordTest, AddressLosesEveryPrefixCharacterAndTheRuleGivesThePrefix) {
+  EXPECT_EQ(row("@10.0.0.1", 1)->recordAddress, "10.0.0.1");
   EXPECT_EQ(row("#1#2@3", 0)->recordAddress, "123");
+  EXPECT_EQ(row("@10.0.0.1", 1)->recordPrefix, "#");
+  EXPECT_EQ(row("#443", 0)->recordPrefix, "@");
+  EXPECT_EQ(row("#443", 0)->recordLabel, "443");
+  EXPECT_EQ(row("443", 5)->recordPrefix, "#");
 
-  const auto passed = row("#443", 0);
-  EXPECT_EQ(passed->recordPrefix, "@");
-  EXPECT_EQ(passed->recordRuleImage, Image::named("passedup"));
-  EXPECT_EQ(passed->labelColor, Color::textColor());
-  EXPECT_EQ(passed->recordLabel, "443");
-  const auto blocked = row("443", 5);
-  EXPECT_EQ(blocked->recordPrefix, "#");
-  EXPECT_EQ(blocked->recordRuleImage, Image::named("blockedup"));
-  EXPECT_EQ(blocked->labelColor, Color::redColor());
-}
-
-TEST_F(HXRecordTest, OnlyTheEveryoneRowIsDisabledAndOnlyWhileAlertsAreOff) {
   EXPECT_TRUE(row("Everyone", 0, "Everyone")->recordIsEnabled);
   world.globals.enableNotifications = false;
-  EXPECT_FALSE(row("Everyone", 0, "Everyone")->recordIsEnabled);
+  EXPECT_FALSE(row("Everyone", 0, "Everyone")->recordIsEnabled) << "disabled only while alerts are off";
   EXPECT_TRUE(row("10.0.0.1", 0)->recordIsEnabled);
 }
 
@@ -96,50 +84,6 @@ TEST_F(HXRecordTest, CancelledOrUnknownLookupsLeaveTheLabel) {
   op->start();
   gone.reset();
   EXPECT_EQ(loop.runPending(), 1u);
-}
-
-TEST(HXExclusionTest, RuleImagesLockAndColour) {
-  test::World world;
-  world.icons.set("/opt/tools", "folder");
-  const RulesContext& context = world.context;
-
-  const HXExclusion pass(context, "/opt/tools", 0, false, false);
-  EXPECT_EQ(pass.ruleImage, Image::named("passedup"));
-  EXPECT_EQ(pass.buttonImage, Image::named("NSLockUnlockedTemplate"));
-  EXPECT_EQ(pass.labelColor, Color::controlTextColor());
-  EXPECT_EQ(pass.icon, Image::named("folder"));
-
-  HXExclusion block(context, "/", 3, true, false);
-  EXPECT_EQ(block.ruleImage, Image::named("blockedup"));
-  EXPECT_EQ(block.buttonImage, Image::named("NSLockLockedTemplate"));
-  EXPECT_EQ(block.labelColor, Color::redColor());
-  EXPECT_EQ(block.icon, Image::named("NSComputer"));
-  EXPECT_TRUE(block.ignored);
-  block.rule = 0;
-  block.setRuleIcon();
-  EXPECT_EQ(block.ruleImage, Image::named("passedup"));
-
-  const HXExclusion builtIn(context, "/usr/bin", 1, false, true);
-  EXPECT_EQ(builtIn.labelColor, Color::grayColor());
-  EXPECT_EQ(builtIn.ruleImage, Image::named("blockedup"));
-}
-
-TEST(HXManagedRecordsTest, IconByTypeAndImageByRule) {
-  const std::pair<std::int64_t, const char*> icons[] = {{0, "icon_ip"},        {1, "icon_subnet"},  {2, "icon_port"},
-                                                        {3, "icon_portrange"}, {16, "icon_subnet"}, {99, "icon_ip"},
-                                                        {-4, "icon_ip"}};
-  for (const auto& [type, icon] : icons) {
-    EXPECT_EQ(HXManagedRecords("x", type, 0).icon, Image::named(icon)) << type;
-  }
-  const HXManagedRecords pass("10.0.0.0/8", 1, 0);
-  EXPECT_EQ(pass.image, Image::named("passedup"));
-  EXPECT_EQ(pass.labelColor, Color::controlTextColor());
-  const HXManagedRecords block("53", 2, 1);
-  EXPECT_EQ(block.image, Image::named("blockedup"));
-  EXPECT_EQ(block.labelColor, Color::redColor());
-  const HXManagedRecords other("53", 2, 2);
-  EXPECT_TRUE(other.image.empty());
-  EXPECT_TRUE(other.labelColor.isEmpty());
 }
 
 }  // namespace

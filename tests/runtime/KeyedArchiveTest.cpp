@@ -45,26 +45,16 @@ TEST(KeyedArchiveTest, RoundTripsEveryKindLosslesslyThroughBothFileForms) {
   EXPECT_EQ(std::get<Value>(fromData), graph);
 }
 
-TEST(KeyedArchiveTest, HasThePlatformLayoutAndStoresEqualScalarsOnce) {
+// The layout as a foreign reader sees it is checked in InteropTest.
+TEST(KeyedArchiveTest, StoresEqualScalarsOnceAndKeepsKindsApart) {
   const Value graph(Array{Value("same"), Value("same"), Value(std::int64_t{1}), Value(true), Value(1.0)});
   const auto archived = keyedarchive::archive(graph);
-  const auto& top = *archived.asDictionary();
-  EXPECT_EQ(*top.find("$archiver")->asString(), "NSKeyedArchiver");
-  EXPECT_EQ(*top.find("$version")->asInteger(), 100000);
-  EXPECT_EQ(top.find("$top")->asDictionary()->find("root")->asUid()->value, 1u);
-  const auto& objects = *top.find("$objects")->asArray();
-  EXPECT_EQ(*objects[0].asString(), "$null");
-  const auto& root = *objects[1].asDictionary();
-  const auto& refs = *root.find("NS.objects")->asArray();
+  const auto& objects = *archived.asDictionary()->find("$objects")->asArray();
+  const auto& refs = *objects[1].asDictionary()->find("NS.objects")->asArray();
   ASSERT_EQ(refs.size(), 5u);
-  EXPECT_EQ(refs[0], refs[1]) << "equal strings share one object";
-  // An integer 1, a true and a real 1.0 are three different objects: kinds are kept apart.
+  EXPECT_EQ(refs[0], refs[1]);
   EXPECT_NE(refs[2], refs[3]);
   EXPECT_NE(refs[2], refs[4]);
-  const auto classRef = root.find("$class")->asUid()->value;
-  const auto& cls = *objects[classRef].asDictionary();
-  EXPECT_EQ(*cls.find("$classname")->asString(), "NSArray");
-  EXPECT_EQ(*cls.find("$classes")->asArray()->back().asString(), "NSObject");
 }
 
 TEST(KeyedArchiveTest, ReadsMutableClassesAndWrappedStringsAndRefusesBrokenArchives) {

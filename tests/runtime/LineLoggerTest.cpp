@@ -4,22 +4,10 @@
 #include <regex>
 #include <string>
 
+#include "fakes/World.h"
 #include "runtime/LineLogger.h"
 
 using namespace halvex;
-
-namespace {
-
-std::string contents(std::FILE* f) {
-  std::rewind(f);
-  std::string text;
-  char buffer[512];
-  std::size_t n;
-  while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) text.append(buffer, n);
-  return text;
-}
-
-}  // namespace
 
 TEST(LineLogger, PrefixesLogLinesAndLeavesPrintedTextAlone) {
   std::FILE* log = std::tmpfile();
@@ -30,12 +18,12 @@ TEST(LineLogger, PrefixesLogLinesAndLeavesPrintedTextAlone) {
   logger.print("errore,");
   logger.printf("%d", 105);
 
-  const std::string logged = contents(log);
+  const std::string logged = test::World::contents(log);
   const std::regex line(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} halvex\[4242\] (.*)\n)");
   std::vector<std::string> bodies;
   for (std::sregex_iterator it(logged.begin(), logged.end(), line), end; it != end; ++it) bodies.push_back((*it)[1]);
   EXPECT_EQ(bodies, (std::vector<std::string>{"[HALVEX AGENT] started", "3 apps"})) << logged;
-  EXPECT_EQ(contents(out), "errore,105");
+  EXPECT_EQ(test::World::contents(out), "errore,105");
   std::fclose(log);
   std::fclose(out);
 }

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <future>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -12,62 +11,40 @@
 using namespace halvex;
 using namespace std::chrono_literals;
 
-namespace {
-
-struct Journal {
-  std::mutex mutex;
-  std::vector<std::string> events;
-  void add(std::string e) {
-    std::lock_guard lock(mutex);
-    events.push_back(std::move(e));
-  }
-  std::vector<std::string> get() {
-    std::lock_guard lock(mutex);
-    return events;
-  }
-};
-
-}  // namespace
-
-TEST(SerialQueue, RunsBlocksOneAtATimeInSubmissionOrder) {
+// The blocks' accesses are ordered by the queue itself: a race here is the queue's fault.
+TEST(SerialQueue, RunsBlocksOneAtATimeInSubmissionOrderAndSuspensionInsideABlockHoldsTheNext) {
   SerialQueue queue("test");
   std::atomic<int> running{0};
   std::atomic<bool> overlapped{false};
-  Journal journal;
+  std::vector<int> order, expected;
   for (int i = 0; i < 50; ++i) {
+    expected.push_back(i);
     queue.async([&, i] {
       if (running.fetch_add(1) != 0) overlapped = true;
       std::this_thread::yield();
-      journal.add(std::to_string(i));
+      order.push_back(i);
       running.fetch_sub(1);
     });
   }
   queue.sync([] {});
   EXPECT_FALSE(overlapped);
-  std::vector<std::string> expected;
-  for (int i = 0; i < 50; ++i) expected.push_back(std::to_string(i));
-  EXPECT_EQ(journal.get(), expected);
-}
+  EXPECT_EQ(order, expected);
 
-TEST(SerialQueue, SuspensionFromInsideABlockHoldsTheNextBlockNotTheRunningOne) {
-  SerialQueue queue("test");
-  Journal journal;
   std::promise<void> firstDone;
+  std::atomic<bool> second{false};
   queue.asyncBarrier([&] {
     queue.suspend();
-    journal.add("first, after suspend");
-    firstDone.set_value();
+    firstDone.set_value();  // the running block goes on to its end
   });
-  queue.asyncBarrier([&] { journal.add("second"); });
+  queue.asyncBarrier([&] { second = true; });
   firstDone.get_future().wait();
   std::this_thread::sleep_for(30ms);
-  EXPECT_EQ(journal.get(), std::vector<std::string>{"first, after suspend"});
+  EXPECT_FALSE(second);
   EXPECT_EQ(queue.suspendCount(), 1);
   EXPECT_EQ(queue.pendingCount(), 1u);
-
   queue.resume();
   queue.sync([] {});
-  EXPECT_EQ(journal.get(), (std::vector<std::string>{"first, after suspend", "second"}));
+  EXPECT_TRUE(second);
 }
 
 TEST(SerialQueue, SuspensionsBalanceAndSyncWaitsForTheLastResume) {
