@@ -100,8 +100,9 @@ class Echo {
   std::thread thread_;
 };
 
-// Starts an agent binary headless in `root`, its input and output on /dev/null.
-inline pid_t spawnAgent(const Root& root, const std::string& binary) {
+// Starts an agent binary headless in `root`, its input and output on the given descriptors, or on
+// /dev/null where none is given.
+inline pid_t spawnAgent(const Root& root, const std::string& binary, int input = -1, int output = -1) {
   std::vector<std::string> env;
   for (char** e = environ; *e; ++e) env.emplace_back(*e);
   env.push_back("HALVEX_ROOT=" + root.path);
@@ -115,8 +116,16 @@ inline pid_t spawnAgent(const Root& root, const std::string& binary) {
   char* argv[] = {bin.data(), headless.data(), nullptr};
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  if (input >= 0) {
+    posix_spawn_file_actions_adddup2(&actions, input, 0);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  }
+  if (output >= 0) {
+    posix_spawn_file_actions_adddup2(&actions, output, 1);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  }
   pid_t pid = -1;
   if (posix_spawn(&pid, argv[0], &actions, nullptr, argv, envp.data()) != 0) std::abort();
   posix_spawn_file_actions_destroy(&actions);
@@ -125,7 +134,8 @@ inline pid_t spawnAgent(const Root& root, const std::string& binary) {
 
 class AgentProcess {
  public:
-  explicit AgentProcess(const Root& root) : pid_(spawnAgent(root, HALVEX_AGENT_BIN)) {
+  explicit AgentProcess(const Root& root, int input = -1, int output = -1)
+      : pid_(spawnAgent(root, HALVEX_AGENT_BIN, input, output)) {
     standin::waitForFile(root.paths().agentSocket(), seconds(10));
     std::this_thread::sleep_for(milliseconds(300));
   }
@@ -133,6 +143,7 @@ class AgentProcess {
     ::kill(pid_, SIGTERM);
     ::waitpid(pid_, nullptr, 0);
   }
+  pid_t pid() const { return pid_; }
 
  private:
   pid_t pid_ = -1;

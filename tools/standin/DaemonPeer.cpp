@@ -87,6 +87,19 @@ bool DaemonPeer::sendLine(const std::string& line) {
   return sendRaw(datagram);
 }
 
+DaemonPeer::Sent DaemonPeer::trySendLine(const std::string& line) {
+  char datagram[128] = {};
+  std::memcpy(datagram, line.data(), std::min<std::size_t>(line.size(), 128));
+  const sockaddr_un address = addressFor(agentPath_);
+  for (;;) {
+    const ssize_t n = ::sendto(fd_, datagram, sizeof datagram, MSG_DONTWAIT,
+                               reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (n >= 0) return Sent::yes;
+    if (errno == EINTR) continue;
+    return errno == EAGAIN || errno == EWOULDBLOCK ? Sent::wouldBlock : Sent::failed;
+  }
+}
+
 std::optional<std::string> DaemonPeer::receive(std::chrono::milliseconds timeout) {
   pollfd p{fd_, POLLIN, 0};
   const int ready = ::poll(&p, 1, static_cast<int>(timeout.count()));

@@ -30,6 +30,9 @@ class DaemonPeer {
   bool sendRaw(const std::string& bytes);
   // A line in a zero-padded 128-byte datagram.
   bool sendLine(const std::string& line);
+  enum class Sent { yes, wouldBlock, failed };
+  // sendLine that never waits: wouldBlock when the agent's socket takes nothing more just now.
+  Sent trySendLine(const std::string& line);
   // The next datagram's text (up to its first NUL), or nothing after `timeout`.
   std::optional<std::string> receive(std::chrono::milliseconds timeout);
 
