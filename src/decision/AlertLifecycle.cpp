@@ -146,8 +146,9 @@ void HXNotifyWindowController::mostra() {
   // 19.
   if (configuration.popSound) context_.soundPlayer.play(configuration.soundName + ".aiff");
 
+  // The presenter draws what it is shown; only the other listeners need telling.
   context_.alertPresenter.show(shared_from_this());
-  refresh();
+  changed();
 }
 
 void HXNotifyWindowController::startFactLookUps() {

@@ -277,7 +277,7 @@ TEST_F(AlertTest, TypedIpv6NetworksAreCheckedBeforeRowThreeCanBeChosen) {
   EXPECT_FALSE(refused.answered);
   EXPECT_EQ(refused.error, "address outside network range");
   EXPECT_TRUE(a.alertIsOpen());
-  EXPECT_TRUE(world.agent.alertAnswers.answer(tag(), make(false, AlertScope::network, "2001:db8::/32")).answered);
+  ASSERT_TRUE(world.agent.alertAnswers.answer(tag(), make(false, AlertScope::network, "2001:db8::/32")).answered);
   EXPECT_EQ(curl()->appMatches, Texts{"#2001:db8::/32"});
 
   auto& mapped = open("::ffff:10.1.2.3");
