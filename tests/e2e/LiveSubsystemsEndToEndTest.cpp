@@ -57,7 +57,7 @@ TEST(LiveSubsystemsEndToEnd, ZonesWhoisHostNamesOwnersAndSignaturesRunInTheRealA
   // Alerts are off on a first run: the asking process is learnt, and inspected.
   auto sleeper = startSleeper();
   const std::string line = "1 192.0.2.7 443 " + std::to_string(sleeper->pid()) + " TCP 4 0";
-  ASSERT_TRUE(daemon.exchange({line}, 1, 5000ms)[0].reply) << agent.output();
+  ASSERT_TRUE(daemon.exchange({line}, 1, 20000ms)[0].reply) << agent.output();
 
   const std::string sleep = fs::canonical("/bin/sleep").string();
   const std::string commands = "country 2.16.70.1\nhost 127.0.0.1\nwhois 192.0.2.1\nuser\nsignature " + sleep + "\n";
