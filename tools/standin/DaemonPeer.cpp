@@ -88,11 +88,12 @@ bool DaemonPeer::sendLine(const std::string& line) {
 }
 
 DaemonPeer::Sent DaemonPeer::trySendLine(const std::string& line) {
-  char datagram[128] = {};
-  std::memcpy(datagram, line.data(), std::min<std::size_t>(line.size(), 128));
+  // Zero-padded to the 128 bytes of a request, as sendLine sends it.
+  std::string datagram(128, '\0');
+  line.copy(datagram.data(), datagram.size());
   const sockaddr_un address = addressFor(agentPath_);
   for (;;) {
-    const ssize_t n = ::sendto(fd_, datagram, sizeof datagram, MSG_DONTWAIT,
+    const ssize_t n = ::sendto(fd_, datagram.data(), datagram.size(), MSG_DONTWAIT,
                                reinterpret_cast<const sockaddr*>(&address), sizeof address);
     if (n >= 0) return Sent::yes;
     if (errno == EINTR) continue;
