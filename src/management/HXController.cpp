@@ -311,6 +311,12 @@ void HXController::switchNotificationAlertsStatus() {
 }
 
 void HXController::updateToolbarLeds() {
+  // The lamps are the main window's view state: an import on the synchronised queue redraws them
+  // on the main loop.
+  if (!links_.globals.mainLoop.isLoopThread()) {
+    links_.globals.mainLoop.post([this] { updateToolbarLeds(); });
+    return;
+  }
   const bool notifications = links_.globals.enableNotifications;
   const bool logging = links_.globals.activateLogging;
   auto& leds = appsGrid.toolbarLeds;
