@@ -69,7 +69,8 @@ TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLi
   auto reply = daemon.receive(10000ms);
   ASSERT_TRUE(reply) << agent.output();
   EXPECT_EQ(*reply, "7 192.0.2.7 443 " + pid + " TCP 4 0 4 1 0");
-  EXPECT_TRUE(printed("wants to connect to 192.0.2.7 port 443 (TCP)")) << agent.output();
+  EXPECT_TRUE(printed("using sleep is trying a TCP connection to ")) << agent.output();
+  EXPECT_TRUE(printed(" 192.0.2.7 on port 443")) << agent.output();
   EXPECT_TRUE(printed("] answered 4 1 0")) << agent.output();
 
   // The port rule settles the same port at once; another port asks again, and bad lines while it
@@ -79,7 +80,7 @@ TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLi
   ASSERT_TRUE(reply);
   EXPECT_EQ(*reply, "8 192.0.2.8 443 " + pid + " TCP 4 0 4 1 0");
   ASSERT_TRUE(daemon.sendLine("9 192.0.2.9 80 " + pid + " TCP 4 0"));
-  ASSERT_TRUE(printed("wants to connect to 192.0.2.9 port 80")) << agent.output();
+  ASSERT_TRUE(printed(" 192.0.2.9 on port 80 (http).")) << "named from the system's services: " << agent.output();
   say("wait\n");
   say(std::string(100 * 1024, 'x') + "\n");
   say(std::string("pass \x01\xff\x1b[2J\n"));

@@ -8,7 +8,11 @@ namespace halvex {
 
 void ConsoleAlertPresenter::show(const std::shared_ptr<HXNotifyWindowController>& alert) {
   const std::string& tag = alert->parameters.tagNotify;
-  const std::string text = printableText(alert->plainText());
+  const auto& window = alert->window;
+  // Who asks, in full: the sentence names the program by its short name only.
+  line("[alert " + tag + "] " + printableText(window.processPath.text) + " (pid " + window.processID.text + ")" +
+       printableText(window.viaString));
+  const std::string text = printableText(window.descriptionString.text);
   shownText_[tag] = text;
   line("[alert " + tag + "] " + text);
   if (prompting_) {
@@ -20,7 +24,7 @@ void ConsoleAlertPresenter::show(const std::shared_ptr<HXNotifyWindowController>
 
 void ConsoleAlertPresenter::redraw(const HXNotifyWindowController& alert) {
   const std::string& tag = alert.parameters.tagNotify;
-  const std::string text = printableText(alert.plainText());
+  const std::string text = printableText(alert.window.descriptionString.text);
   auto& shown = shownText_[tag];
   if (shown == text) return;
   shown = text;

@@ -2,7 +2,8 @@
 // The headless face of the alert, on standard output (flushed after each line, so that a script
 // reading it sees it at once) and in the log:
 //
-//   [alert TAG] TEXT                                  when it opens and whenever TEXT changes
+//   [alert TAG] PATH (pid PID)[ via APP]              when it opens
+//   [alert TAG] SENTENCE                              when it opens and whenever SENTENCE changes
 //   [alert TAG] answered|expired|silenced SUFFIX      when it closes; SUFFIX as appended to the reply
 //
 // At a terminal the opening also prompts, with the time left.
