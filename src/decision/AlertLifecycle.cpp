@@ -2,6 +2,7 @@
 // the two timers and what touching the alert does to them, the expiry, silencing, size and
 // position.
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
@@ -47,7 +48,10 @@ void HXNotifyWindowController::windowDidLoad() {
 
   window.timeSlider.minValue = 1;
   window.timeSlider.maxValue = 1440;
-  window.timeSlider.value = static_cast<double>(configuration.notificationDefaultTime);
+  // A stored time the slider cannot show (0 from a hand-made file, say) would make a timed rule
+  // that ends at once: the slider holds it within its range.
+  window.timeSlider.value = std::clamp(static_cast<double>(configuration.notificationDefaultTime),
+                                       window.timeSlider.minValue, window.timeSlider.maxValue);
   window.timeMenuItem.title = minutesTitle("This app for ", window.timeSlider.value);
   window.timeButton.items = {"This app forever", "This app until next logout", window.timeMenuItem.title,
                              "Set minutes..."};

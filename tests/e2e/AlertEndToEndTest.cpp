@@ -4,56 +4,24 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-
-#include "configuration/ConfigurationSnapshot.h"
 #include "e2e/Harness.h"
-#include "runtime/PlistIO.h"
 #include "standin/DaemonPeer.h"
 
 using namespace halvex;
 using namespace halvex::e2e;
 using namespace std::chrono_literals;
 
-namespace {
-
-using plist::Array;
-using plist::Dictionary;
-using plist::Value;
-
-// Alerts on, two seconds to answer.
-std::string alertsOnConfiguration() {
-  const Array records{Value(Dictionary{{"HalvexClassName", Value("HXPreferences")},
-                                       {"enableNotifications", Value(true)},
-                                       {"notificationsTimeOut", Value(2.0)},
-                                       {"automaticXPC", Value(true)},
-                                       {"popSound", Value(false)}})};
-  return plist::toXml(Value(Array{Value(encodedConfiguration(records, "alerts"))}));
-}
-
-}  // namespace
-
 TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLines) {
   TempRoot root;
-  std::filesystem::create_directories(std::filesystem::path(root.paths().confPath()).parent_path());
-  std::ofstream(root.paths().confPath()) << alertsOnConfiguration();
-  const std::string input = root.path() + "/answers";
-  ASSERT_EQ(::mkfifo(input.c_str(), 0600), 0);
-  const int answers = ::open(input.c_str(), O_RDWR);
-  ASSERT_GE(answers, 0);
-  const auto say = [&](const std::string& text) {
-    ASSERT_EQ(::write(answers, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  };
+  writeAlertsOnConfiguration(root, 2.0);
+  AnswerPipe answers(root);
+  const auto say = [&](const std::string& text) { answers.say(text); };
 
   NotificationRecorder recorder;
   standin::DaemonPeer daemon(root.paths().daemonSocket(), root.paths().agentSocket());
-  Agent agent(root, {}, input);
+  Agent agent(root, {}, answers.path());
   ASSERT_TRUE(recorder.waitFor("startAgent")) << agent.output();
   const auto printed = [&](const std::string& text) {
     return waitUntil([&] { return agent.output().find(text) != std::string::npos; }, 10000ms);
@@ -105,5 +73,4 @@ TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLi
   EXPECT_TRUE(printed("[status] alerts off")) << agent.output();
   agent.signal(SIGTERM);
   EXPECT_EQ(agent.wait(), 0) << agent.output();
-  ::close(answers);
 }

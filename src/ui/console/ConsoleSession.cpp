@@ -124,7 +124,7 @@ void ConsoleSession::status() {
 }
 
 void ConsoleSession::help() {
-  line("[help] pass|block [app [forever|login|MINUTES] | port | address [quiet] | network NET]");
+  line("[help] pass|block [app [forever|login|MINUTES] | port | address [quiet [SECONDS]] | network NET]");
   line("[help]                    answers the oldest open alert (or the next one)");
   line("[help] silence | kill | wait   alerts off and pass / end the process / the full time again");
   line("[help] alerts on|off      switches alerts");
