@@ -41,6 +41,7 @@ TEST(AlertLineTest, EveryAnswerFormReadsAsTheControlsItWorks) {
   EXPECT_EQ(parseAlertLine("silence").kind, Kind::silence);
   EXPECT_EQ(parseAlertLine("kill").kind, Kind::kill);
   EXPECT_EQ(parseAlertLine("wait ").kind, Kind::wait);
+  EXPECT_EQ(parseAlertLine("signature").kind, Kind::signature);
 }
 
 TEST(AlertLineTest, MalformedAnswersAreRefusedAndOtherLinesAreLeftToTheCommands) {
@@ -54,6 +55,6 @@ TEST(AlertLineTest, MalformedAnswersAreRefusedAndOtherLinesAreLeftToTheCommands)
     EXPECT_EQ(line.kind, Kind::invalid);
     EXPECT_FALSE(line.error.empty());
   }
-  for (const char* text : {"", "   ", "passport", "whois 192.0.2.1", "Pass"})
+  for (const char* text : {"", "   ", "passport", "whois 192.0.2.1", "Pass", "signature /usr/bin/curl"})
     EXPECT_EQ(parseAlertLine(text).kind, Kind::notAnAnswer) << text;
 }

@@ -50,6 +50,8 @@ AlertLine parseAlertLine(std::string_view text) {
   if (w[0] == "silence") return alone(AlertLine::Kind::silence);
   if (w[0] == "kill") return alone(AlertLine::Kind::kill);
   if (w[0] == "wait") return alone(AlertLine::Kind::wait);
+  // "signature PATH" is the console's question about any program.
+  if (w[0] == "signature" && w.size() == 1) return alone(AlertLine::Kind::signature);
   if (w[0] != "pass" && w[0] != "block") return line;
 
   line.kind = AlertLine::Kind::answer;

@@ -11,6 +11,8 @@
 //                                              holds the address
 //   silence                                    alerts off; the request passes
 //   kill                                       ends the process; the alert stays open
+//   signature                                  tells who signed the asking program; the alert
+//                                              stays open (with no alert open, the command's)
 //   wait                                       gives the alert its full time again
 
 #include <cstdint>
@@ -22,7 +24,7 @@
 namespace halvex {
 
 struct AlertLine {
-  enum class Kind { answer, silence, kill, wait, notAnAnswer, invalid };
+  enum class Kind { answer, silence, kill, wait, signature, notAnAnswer, invalid };
   Kind kind = Kind::notAnAnswer;
   AlertAnswer answer;
   // For Kind::invalid: what is wrong, for the person.
@@ -35,7 +37,7 @@ inline constexpr std::int64_t kMaxAnswerMinutes = 1440;
 
 inline constexpr const char* kAlertUsage =
     "pass|block [app [forever|login|MINUTES] | port | address [quiet [SECONDS]] | network NET] | silence | kill | "
-    "wait";
+    "wait | signature";
 
 // Reads one line. A line whose first word is none of the answers is Kind::notAnAnswer.
 AlertLine parseAlertLine(std::string_view line);
