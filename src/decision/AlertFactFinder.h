@@ -50,7 +50,9 @@ class AlertFactFinder final : public AlertFacts {
   std::shared_ptr<const std::vector<SystemUser>> users() const;
 
   Links links_;
-  ConcurrentQueue mostraQueue_{"mostraQueue"};
+  // Bounded: a resolver that hangs on every address must not make a thread per alert; later
+  // look-ups wait their turn, and those of closed alerts are dropped on delivery.
+  ConcurrentQueue mostraQueue_{"mostraQueue", 8};
   mutable std::mutex usersMutex_;
   std::shared_ptr<const std::vector<SystemUser>> users_ = std::make_shared<std::vector<SystemUser>>();
 };

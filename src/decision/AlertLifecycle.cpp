@@ -81,7 +81,7 @@ void HXNotifyWindowController::mostra() {
   // 2. The facts at hand.
   window.attributedAddress = r.processIP;
   window.attributedPort = r.processPort;
-  window.attributedUser = context_.processOwners.userName(r.processUID).value_or(std::to_string(r.processUID));
+  window.attributedUser = userName_;
   window.attributedProtocol = r.processUDPorTCP;
   window.attributedNation.clear();
   // 3. and 4. The scope's rows; an IPv6 address has no networks to offer until one is typed.
@@ -127,7 +127,6 @@ void HXNotifyWindowController::mostra() {
   }
   // 10. to 13. and 17. The facts that take time arrive later; 13. an IPv6 address has no flag.
   window.flagBackground.hidden = !ipv4;
-  startFactLookUps(viaPath);
   // 14.
   window.quietButton.state = false;
   window.quietSlider.hidden = true;
@@ -146,8 +145,7 @@ void HXNotifyWindowController::mostra() {
   window.processUID.text = std::to_string(r.processUID);
   window.processName.text = window.attributedAppName + window.viaString;
   // 16. Only a process of the console user may be ended from here.
-  window.terminateProcessMenuItem.hidden =
-      !terminateProcessMenuItemVisible(std::to_string(r.processUID), context_.processOwners);
+  window.terminateProcessMenuItem.hidden = !consoleUsersProcess_;
   window.copyHostnameToClipboardItem.hidden = window.currentHostName.empty();
   // 18. The firewall options' part of the window only with that interaction on.
   if (window.frame.height > 180 && !user.enableDovikInteraction) window.frame.height -= resizeSize;
@@ -160,6 +158,8 @@ void HXNotifyWindowController::mostra() {
   updateDescription();
   context_.alertPresenter.show(shared_from_this());
   changed();
+  // Started once the window stands: nothing they do, not even making a worker, comes before it.
+  startFactLookUps(viaPath);
 }
 
 AlertFacts::Deliver HXNotifyWindowController::factDelivery() {
@@ -188,6 +188,7 @@ void HXNotifyWindowController::startFactLookUps(const std::string& viaPath) {
 void HXNotifyWindowController::setImageForUserWithUID(std::int32_t uid) {
   if (uid < 0) {
     window.userPicture = Image::named("NSComputer");
+    refresh();
     return;
   }
   context_.alertFacts.userPicture(uid, factDelivery());

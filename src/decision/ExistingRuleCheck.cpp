@@ -7,6 +7,8 @@
 // mirror and the apps and while it adds a quiet app's address. The request is finished, or handed
 // to the alert, after the lock has been let go.
 
+#include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <string>
 
@@ -42,6 +44,8 @@ void HXNotifyWindowController::checkExistingRules() {
 bool HXNotifyWindowController::answerByRules() {
   const std::string& path = parameters.processName;
   bool answered = false;
+  // An app whose whole list was walked without a hit holds no rule of this address.
+  const HXApplication* walked = nullptr;
   std::lock_guard lock(context_.globals.appsLibraryLock);
 
   std::vector<std::shared_ptr<HXApplication>> candidates;
@@ -58,19 +62,32 @@ bool HXNotifyWindowController::answerByRules() {
           answered = true;
         }
       } else if (state == 4 && contains(path, binary)) {
-        for (const auto& rule : app->appMatches) answered = walkRule(rule, state) || answered;
+        // An app in quiet time gains a rule with every answer, and each request walks them all:
+        // a rule that cannot hit is passed over by its length, its last character and one scan
+        // for a network. Only a rule one mark longer than the address or the port can equal it.
+        const std::string_view ip = parameters.processIP;
+        const std::string_view port = parameters.processPort;
+        const auto mayEqual = [](const std::string& rule, std::string_view value) {
+          return rule.size() == value.size() + 1 && (value.empty() || rule.back() == value.back());
+        };
+        for (const auto& rule : app->appMatches) {
+          if (mayEqual(rule, ip) || mayEqual(rule, port) || std::memchr(rule.data(), '/', rule.size()) != nullptr)
+            answered = walkRule(rule, state) || answered;
+        }
+        walked = app.get();
       }
     }
   }
   if (answered) return true;
 
   if (auto known = getAppFromGlobalArray(path)) {
+    const bool listWalked = walked == known.get();
     if (known->appIsQuietPass) {
-      answerQuiet(*known, '@');
+      answerQuiet(*known, '@', listWalked);
       return true;
     }
     if (known->appIsQuietBlock) {
-      answerQuiet(*known, '#');
+      answerQuiet(*known, '#', listWalked);
       return true;
     }
   }
@@ -78,34 +95,39 @@ bool HXNotifyWindowController::answerByRules() {
 }
 
 bool HXNotifyWindowController::walkRule(const std::string& rule, std::int64_t state) {
-  // Every test is made for every rule; a hit does not end the walk.
-  const std::string prefix = " " + std::to_string(state);
+  // Every test is made for every rule; a hit does not end the walk. Nothing is built unless a
+  // reply goes out.
+  const std::string_view ip = parameters.processIP;
+  const std::string_view port = parameters.processPort;
   bool sent = false;
   auto send = [&](const char* suffix) {
-    reply(prefix + suffix);
+    reply(" " + std::to_string(state) + suffix);
     sent = true;
   };
-  if (rule == "@" + parameters.processIP) send(" 0 0");
-  if (rule == "#" + parameters.processIP) send(" 0 1");
-  if (rule == "@" + parameters.processPort) send(" 1 0");
-  if (rule == "#" + parameters.processPort) send(" 1 1");
-  if (!contains(rule, "/")) return sent;
+  const bool pass = !rule.empty() && rule[0] == '@';
+  const bool block = !rule.empty() && rule[0] == '#';
+  if (pass || block) {
+    const std::string_view value = std::string_view(rule).substr(1);
+    if (value == ip) send(pass ? " 0 0" : " 0 1");
+    if (value == port) send(pass ? " 1 0" : " 1 1");
+  }
+  if (rule.find('/') == std::string::npos) return sent;
 
   const std::string network = withoutMarks(rule);
-  const char* verdict = (!rule.empty() && rule[0] == '@') ? " 0 0" : " 0 1";
+  const char* verdict = pass ? " 0 0" : " 0 1";
   if (contains(rule, ":") && DVMatchIP().matchIPV6(parameters.processIP, network)) send(verdict);
   if (DVMatchIP().matchIP(parameters.processIP, network)) send(verdict);
   return sent;
 }
 
-void HXNotifyWindowController::answerQuiet(HXApplication& app, char kind) {
+void HXNotifyWindowController::answerQuiet(HXApplication& app, char kind, bool listWalked) {
   mostro = false;
   reply(kind == '@' ? " 4 0 0" : " 4 0 1");
-  // The address is remembered once; every later request is answered all the same.
+  // The address is remembered once; every later request is answered all the same. After a walk
+  // without a hit it cannot be there: its rule would have answered.
   const std::string rule = std::string(1, kind) + parameters.processIP;
-  bool present = false;
-  for (const auto& entry : app.appMatches) present = present || entry == rule;
-  if (!present) app.appMatches.push_back(rule);
+  if (listWalked || std::find(app.appMatches.begin(), app.appMatches.end(), rule) == app.appMatches.end())
+    app.appMatches.push_back(rule);
 }
 
 }  // namespace halvex

@@ -4,6 +4,7 @@
 
 #include "decision/AlertAnswers.h"
 #include "decision/AlertPresenter.h"
+#include "link/ProcessAttribution.h"
 #include "link/managesocketagent.h"
 #include "rules/AppPaths.h"
 #include "rules/GenerateHXApplication.h"
@@ -66,6 +67,11 @@ void HXNotifyWindowController::resumeQueue(const std::string& tag) {
 
 void HXNotifyWindowController::openAlert() {
   if (!mostro) return;
+  // The password database and the login manager may be slow (a directory server): ask them here,
+  // on the held queue, so that the main loop never waits for them.
+  const Request& r = parameters;
+  userName_ = context_.processOwners.userName(r.processUID).value_or(std::to_string(r.processUID));
+  consoleUsersProcess_ = terminateProcessMenuItemVisible(std::to_string(r.processUID), context_.processOwners);
   auto self = shared_from_this();
   context_.globals.mainLoop.post([self] {
     self->context_.globals.notificationOnScreen = true;

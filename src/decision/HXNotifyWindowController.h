@@ -140,7 +140,9 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   // The tests of one rule string of an app in state 4; true when a reply went out.
   bool walkRule(const std::string& rule, std::int64_t state);
   // Answers for an app in quiet time and remembers the address; the caller ends the request.
-  void answerQuiet(HXApplication& app, char kind);
+  // `listWalked`: the rule walk has just passed over the app's whole list without a hit, so the
+  // address is not in it.
+  void answerQuiet(HXApplication& app, char kind, bool listWalked);
   void openAlert();
   // Claims the alert's one ending; false when it has ended already.
   bool claimEnding();
@@ -164,6 +166,9 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   MainLoop::TimerId indicatorTimer_ = 0;
   MainLoop::TimerId managerTimer_ = 0;
   std::string lastReplySuffix_;
+  // Found on the queue before the alert opens.
+  std::string userName_;
+  bool consoleUsersProcess_ = false;
 };
 
 }  // namespace halvex
