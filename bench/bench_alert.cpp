@@ -303,8 +303,8 @@ void BM_AlertOpening(benchmark::State& state) {
       const std::string request = agent.line(id++, address, port);
       const auto sentAt = steady_clock::now();
       agent.daemon.sendLine(request);
-      const auto opened = agent.console.waitFor(
-          "[alert ", " " + address + " on port " + std::to_string(port), kReplyTimeout);
+      const auto opened =
+          agent.console.waitFor("[alert ", " " + address + " on port " + std::to_string(port), kReplyTimeout);
       if (!opened) {
         state.SkipWithError("an alert did not open");
         return;
