@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "commands/CommandRunner.h"
-#include "fakes/FakeProcessRunner.h"
+#include "fakes/FakeSystem.h"
 #include "platform/linux/LinuxProcessRunner.h"
 
 namespace halvex {

@@ -40,7 +40,7 @@ class ConfigurationTest : public ::testing::Test {
 
 TEST_F(ConfigurationTest, SendConfPostsTheWholeCompactListWithExactlyItsThreeKeys) {
   w.configuration.sendConf();
-  auto sent = w.posted("newAppListReceived");
+  auto sent = w.center.posted("newAppListReceived");
   ASSERT_EQ(sent.size(), 1u) << "an empty library still sends one message";
   EXPECT_EQ(sent[0].object, "it.dovik");
   EXPECT_EQ(sent[0].userInfo->keys(), (std::vector<std::string>{"AppList", "ExclusionList", "RecordList"}));
@@ -52,7 +52,7 @@ TEST_F(ConfigurationTest, SendConfPostsTheWholeCompactListWithExactlyItsThreeKey
   w.addFolder("/usr/sbin", 0, true);
   w.addGlobalRule("10.0.0.0/8", 1, 1);
   w.configuration.sendConf();
-  const auto lists = w.posted("newAppListReceived");
+  const auto lists = w.center.posted("newAppListReceived");
   const Dictionary& list = *lists.back().userInfo;
   const auto& apps = arrayAt(list, "AppList");
   ASSERT_EQ(apps.size(), 2u) << "timed apps and apps that no longer exist are sent";
@@ -81,7 +81,7 @@ TEST_F(ConfigurationTest, ExportWritesThePlainOrTheEncodedFormOrHandsItToTheDaem
   for (const auto& r : *plain.asArray()) classes.push_back(*r.asDictionary()->find("HalvexClassName")->asString());
   EXPECT_EQ(classes, (std::vector<std::string>{"HXPreferences", "HXExclusion", "HXManagedRecords", "HXApplication"}))
       << "preferences, folders, global rules, apps; no built-in folder, no timed app";
-  EXPECT_TRUE(w.posted("writeHalvexConfiguration").empty());
+  EXPECT_TRUE(w.center.posted("writeHalvexConfiguration").empty());
 
   w.configuration.exportConf("/tmp/encoded.plist", true, false, false);
   const Value encoded = w.fileValue("/tmp/encoded.plist");
@@ -94,7 +94,7 @@ TEST_F(ConfigurationTest, ExportWritesThePlainOrTheEncodedFormOrHandsItToTheDaem
 
   w.configuration.exportConf("_", true, true, false);
   EXPECT_FALSE(w.files.fileExists("_"));
-  const auto sent = w.posted("writeHalvexConfiguration");
+  const auto sent = w.center.posted("writeHalvexConfiguration");
   ASSERT_EQ(sent.size(), 1u);
   EXPECT_EQ(sent[0].object, "it.halvex.writeHalvexConfiguration");
   EXPECT_EQ(*sent[0].userInfo, wrapper);
@@ -124,7 +124,7 @@ TEST_F(ConfigurationTest, ALargePlainExportIsTheTextOfItsRecords) {
 TEST_F(ConfigurationTest, TheExitFormRunsOnTheCallersThreadWhileTheQueueIsHeld) {
   w.globals.synchronizedNotification.suspend();
   w.configuration.exportConf("_", true, true, true);
-  EXPECT_EQ(w.posted("writeHalvexConfiguration").size(), 1u);
+  EXPECT_EQ(w.center.posted("writeHalvexConfiguration").size(), 1u);
   w.globals.synchronizedNotification.resume();
 }
 
@@ -156,7 +156,7 @@ TEST_F(ConfigurationTest, PlainAndEncodedFilesRestoreTheSameLibrary) {
 
 TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries) {
   w.files.addDirectory("/Applications/Bar.app");
-  w.bundles.names["/Applications/Bar.app"] = "Bar Deluxe";
+  w.bundles.set("/Applications/Bar.app", "Bar Deluxe");
   w.files.addFile(
       "/conf",
       xmlOf({appRecord("Foo.app", "/Applications/Foo.app/Contents/MacOS/Foo", true, 0, Array{Value("@1.1.1.1")}),
@@ -165,7 +165,7 @@ TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries
   w.addApp("old", "/old", 0);
   w.configuration.importConf("/conf", true);
 
-  ASSERT_EQ(w.appNames(), (std::vector<std::string>{"Foo.app", "tool", "Bar.app", "Odd"}));
+  ASSERT_EQ(w.mirrorNames(), (std::vector<std::string>{"Foo.app", "tool", "Bar.app", "Odd"}));
   const auto& a = w.globals.globalAppsArray;
   EXPECT_EQ(a[0]->appPath, "/Applications/Foo.app") << "a bundle path inside the bundle is repaired";
   EXPECT_EQ(a[1]->appPath, "/Applications/Foo.app/Contents/MacOS/Foo") << "not a bundle: kept";
@@ -250,7 +250,7 @@ TEST_F(ConfigurationTest, AnOldConfigurationAsksAboutAutomaticXpc) {
     ASSERT_EQ(world.dialogs.shown().size(), 1u);
     world.loop.runPending();
     world.globals.synchronizedNotification.sync([] {});
-    const auto xpc = world.posted("xpcOption");
+    const auto xpc = world.center.posted("xpcOption");
     // Which apps stay is the library's part (LibraryFromOutside); here, the setting and its message.
     EXPECT_EQ(world.globals.automaticXPC, button == 1000);
     ASSERT_EQ(xpc.size(), button == 1000 ? 2u : 1u);
@@ -266,26 +266,26 @@ TEST_F(ConfigurationTest, OnlyASingleWrapperIsUnpacked) {
   w.files.addFile("/two", plist::toXml(Value(Array{wrapper, wrapper})));
   w.addApp("kept-until-import", "/x", 0);
   w.configuration.importConf("/two", true);
-  EXPECT_TRUE(w.appNames().empty()) << "two wrappers: their records are skipped and the library empties";
+  EXPECT_TRUE(w.mirrorNames().empty()) << "two wrappers: their records are skipped and the library empties";
 
   w.files.addFile("/one", plist::toXml(Value(Array{wrapper})));
   w.configuration.importConf("/one", true);
-  EXPECT_EQ(w.appNames(), std::vector<std::string>{"curl"});
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"curl"});
 }
 
 TEST_F(ConfigurationTest, AMissingFileChangesNothingAndALaunchFallsBackToTheFirstRunDefaults) {
   w.addApp("curl", "/usr/bin/curl", 1);
   w.configuration.importConf("/nothing/here", true);
-  EXPECT_EQ(w.appNames(), std::vector<std::string>{"curl"});
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"curl"});
   EXPECT_TRUE(w.center.posted().empty());
 
   w.files.addFile("/res/preset0.plist", xmlOf({appRecord("fromPreset", "/p", false, 0)}));
   w.configuration.loadConfiguration();
-  EXPECT_EQ(w.appNames(), std::vector<std::string>{"fromPreset"});
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"fromPreset"});
   w.files.addFile("/r/etc/halvex.conf", xmlOf({appRecord("fromConf", "/c", false, 0)}));
   w.configuration.loadConfiguration();
-  EXPECT_EQ(w.appNames(), std::vector<std::string>{"fromConf"});
-  EXPECT_EQ(w.posted("newAppListReceived").size(), 2u) << "each load ends with sendConf";
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"fromConf"});
+  EXPECT_EQ(w.center.posted("newAppListReceived").size(), 2u) << "each load ends with sendConf";
 }
 
 TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
@@ -317,7 +317,7 @@ TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
       EXPECT_NE(std::string(e.what()).find("/bad"), std::string::npos);
     }
   }
-  EXPECT_EQ(w.appNames(), std::vector<std::string>{"precious"});
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"precious"});
   EXPECT_TRUE(w.center.posted().empty()) << "nothing reached the daemon";
   EXPECT_NE(w.logText().find("is malformed"), std::string::npos) << "the reason is in the log";
 }
@@ -325,7 +325,7 @@ TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
 TEST_F(ConfigurationTest, ACustomPresetNotificationImportsItsPath) {
   w.files.addFile("/shared/mine.plist", encodedFileOf({appRecord("mine", "/m", false, 1)}));
   w.globals.notificationCenter.post("loadCustomPreset", Dictionary{{"presetPath", Value("/shared/mine.plist")}});
-  EXPECT_EQ(w.appNames(), std::vector<std::string>{"mine"});
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"mine"});
 }
 
 }  // namespace

@@ -35,17 +35,6 @@ struct ConfigurationWorld : World {
     records.recordsLibrary.push_back(r);
     globals.globalRecordsArray.push_back(r);
   }
-  std::vector<DistributedNotification> posted(const std::string& name) const {
-    std::vector<DistributedNotification> out;
-    for (const auto& n : center.posted())
-      if (n.name == name) out.push_back(n);
-    return out;
-  }
-  std::vector<std::string> appNames() const {
-    std::vector<std::string> names;
-    for (const auto& a : globals.globalAppsArray) names.push_back(a->appName);
-    return names;
-  }
   plist::Value fileValue(const std::string& path) const {
     auto parsed = plist::parse(files.readFile(path).value_or(""));
     return std::holds_alternative<plist::Value>(parsed) ? std::get<plist::Value>(parsed) : plist::Value();

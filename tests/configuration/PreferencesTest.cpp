@@ -62,7 +62,7 @@ TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServ
   w.addApp("curl", "/usr/bin/curl", 0);
   prefs.view.manageRoot.state = false;
   prefs.changeManageRoot();
-  const auto root = w.posted("rootPermissions");
+  const auto root = w.center.posted("rootPermissions");
   ASSERT_EQ(root.size(), 1u);
   EXPECT_EQ(root[0].object, "it.dovik");
   EXPECT_EQ(root[0].userInfo, (Dictionary{{"prefsBlockRoot", Value(false)}}));
@@ -77,7 +77,7 @@ TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServ
   EXPECT_EQ(w.apps.appsLibrary.size(), 2u) << "not while an alert is on screen";
   w.globals.notificationOnScreen = false;
   prefs.changeManageXPC();  // which services go is the library's part (LibraryFromOutside)
-  const auto xpc = w.posted("xpcOption");
+  const auto xpc = w.center.posted("xpcOption");
   ASSERT_EQ(xpc.size(), 3u);
   EXPECT_EQ(xpc[0].userInfo, (Dictionary{{"automaticXPC", Value(false)}}));
   EXPECT_EQ(xpc[2].userInfo, (Dictionary{{"automaticXPC", Value(true)}}));
@@ -90,11 +90,11 @@ TEST_F(PreferencesTest, VerifyingSignaturesRefreshesAndResendsUnlessAnAlertIsOpe
   prefs.changeVerifySign();
   w.globals.synchronizedNotification.sync([] {});
   EXPECT_EQ(w.defaults.boolForKey("verifySignatures"), true) << "saved all the same";
-  EXPECT_TRUE(w.posted("newAppListReceived").empty());
+  EXPECT_TRUE(w.center.posted("newAppListReceived").empty());
   w.globals.notificationOnScreen = false;
   prefs.clickVerifySignatureBtn();
   w.globals.synchronizedNotification.sync([] {});
-  EXPECT_EQ(w.posted("newAppListReceived").size(), 1u);
+  EXPECT_EQ(w.center.posted("newAppListReceived").size(), 1u);
 }
 
 TEST_F(PreferencesTest, TheWindowShowsTheSettingsAndItsActionsWriteThemBack) {

@@ -129,7 +129,7 @@ plistlib.dump(recs, open(d + '/py.bin', 'wb'), fmt=plistlib.FMT_BINARY)
     ConfigurationWorld other;
     other.files.addFile("/py", readDisk((dir / name).string()));
     other.configuration.importConf("/py", false);
-    ASSERT_EQ(other.appNames(), std::vector<std::string>{"py"}) << name;
+    ASSERT_EQ(other.mirrorNames(), std::vector<std::string>{"py"}) << name;
     EXPECT_EQ(other.globals.globalAppsArray[0]->appIsBlockedOrAllowed, 2);
     EXPECT_EQ(other.globals.globalAppsArray[0]->appMatches, std::vector<std::string>{"#1.2.3.4"});
     EXPECT_TRUE(other.globals.enableNotifications);

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "fakes/World.h"
-#include "rules/HXApplication.h"
 
 namespace halvex::test {
 
@@ -47,12 +46,7 @@ struct LibraryWorld : World {
     settle();
   }
 
-  std::vector<DistributedNotification> appLists() const {
-    std::vector<DistributedNotification> lists;
-    for (const auto& n : center.posted())
-      if (n.name == "newAppListReceived") lists.push_back(n);
-    return lists;
-  }
+  std::vector<DistributedNotification> appLists() const { return center.posted("newAppListReceived"); }
   // The apps of the last list the daemon received.
   std::vector<DaemonApp> daemonApps() const {
     std::vector<DaemonApp> apps;
@@ -75,9 +69,6 @@ struct LibraryWorld : World {
   }
   Names daemonBinaries() const {
     return collect(daemonApps(), [](const auto& a) { return a.binary; });
-  }
-  Names mirrorNames() const {
-    return collect(globals.globalAppsArray, [](const auto& a) { return a->appName; });
   }
   Names gridNames() const {
     return collect(controller.appsGrid.items, [](const auto& i) { return i.appName; });
