@@ -3,10 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "configuration/HXPreferences.h"
-#include "configuration/HXPreferencesController.h"
-#include "management/LibraryWorld.h"
-#include "rules/AppPaths.h"
+#include "management/RequestSide.h"
 
 namespace halvex::test {
 namespace {
@@ -15,31 +12,27 @@ using Apps = std::vector<DaemonApp>;
 constexpr auto kRed = &HXController::makeSelectedAppRed;
 constexpr auto kGreen = &HXController::makeSelectedAppGreen;
 
-TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
+// Apps learnt from real requests with alerts off: the newest comes first, a bundle is one entry
+// wherever its copy lies, and a binary is known by its full path only.
+TEST(AppLibrary, LearntAppsComeToTheFrontAndBundlesAreOneEntry) {
   LibraryWorld w;
+  RequestSide side(w);
   w.load("/usr/bin/curl", 0);
-  w.settle();
-  // The alert's steps: make the entry, put it first in the mirror, tell the library.
-  auto learn = [&](const std::string& path) {
-    if (findAppForPath(w.globals.globalAppsArray, path)) return;
-    auto& apps = w.globals.globalAppsArray;
-    apps.insert(apps.begin(), w.controller.generateHXApplication(4, path));
-    w.globals.notificationCenter.post("copyArrayAppLibrary");
-  };
-  learn("/Applications/Foo.app/Contents/MacOS/Foo");
-  learn("/Applications/Foo.app/Contents/Library/Helper");  // the same bundle
-  learn("/Users/u/Copies/Foo.app/Contents/MacOS/Foo");     // another copy: looked up by name
-  learn("/opt/a/tool");
-  learn("/opt/b/tool");  // binaries compare by full path: a second entry of the same name
-  w.settle();
-
-  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
+  int pid = 500;
+  for (const char* path : {"/Applications/Foo.app/Contents/MacOS/Foo", "/Applications/Foo.app/Contents/Library/Helper",
+                           "/Users/u/Copies/Foo.app/Contents/MacOS/Foo", "/Applications/FooBar.app/Contents/MacOS/Foo",
+                           "/opt/a/tool", "/opt/b/tool"}) {
+    side.request(pid++, path);
+    ASSERT_TRUE(w.loop.waitAndRun());
+    w.settle();
+  }
+  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "FooBar.app", "Foo.app", "curl"}));
   EXPECT_EQ(w.controller.appsGrid.selectionIndex, 0u) << "the newest app is selected";
   EXPECT_EQ(w.mirrorNames(), w.gridNames());
 
   // The next change carries the additions to the daemon in view order.
-  w.act(3, kRed);
-  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "Foo.app/", "/usr/bin/curl"}));
+  w.act(4, kRed);
+  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "FooBar.app/", "Foo.app/", "/usr/bin/curl"}));
   EXPECT_EQ(w.daemonApps().back().state, 1);
 }
 
@@ -121,9 +114,8 @@ TEST(AppLibrary, RemovingAnAppOrTheServicesTakesThemFromViewMirrorAndDaemon) {
   auto b = w.load("/opt/b", 1);
   startTimer(*b, 30);
   // The services go when the preferences turn automatic XPC management on.
-  HXPreferencesController& prefs = w.preferences;
-  prefs.view.managexpc.state = true;
-  prefs.changeManageXPC();
+  w.preferences.view.managexpc.state = true;
+  w.preferences.changeManageXPC();
   w.settle();
   EXPECT_EQ(w.gridNames(), (Names{"A.app", "a", "b"})) << "a bundle path never holds the service's path";
   EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/a", "/opt/b"}));
@@ -140,41 +132,36 @@ TEST(AppLibrary, RemovingAnAppOrTheServicesTakesThemFromViewMirrorAndDaemon) {
 
 TEST(AppLibrary, CleaningAllAsksUnlessToldNotToAndSendsTheDatagram) {
   LibraryWorld w;
-  w.load("/opt/a", 0);
-  w.load("/opt/b", 1);
-  auto clean = [&] {
+  auto clean = [&](std::size_t apps) {
+    for (std::size_t i = 0; i < apps; ++i) w.load("/opt/" + std::to_string(i), 0);
     w.controller.emptyall();
     w.settle();
   };
+  // The sheet's first button without the box cleans and leaves the warning on.
+  w.dialogs.script({1000, false});
+  clean(1);
+  EXPECT_TRUE(w.controller.appsLibrary.empty());
+  EXPECT_FALSE(w.defaults.contains(preferencekeys::kCleaningAllApps));
+  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
 
   // Cancel with the box ticked: nothing cleaned, but the warning is off from now on.
   w.dialogs.script({1001, true});
-  clean();
-  ASSERT_EQ(w.dialogs.shown().size(), 1u);
+  clean(2);
+  ASSERT_EQ(w.dialogs.shown().size(), 2u);
   EXPECT_TRUE(w.controller.appsGrid.mainWindowVisible);
   EXPECT_EQ(w.controller.appsLibrary.size(), 2u);
   EXPECT_EQ(w.defaults.boolForKey(preferencekeys::kCleaningAllApps), true);
-  EXPECT_TRUE(w.sockets.sentLines().empty());
+  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
 
-  clean();
-  EXPECT_EQ(w.dialogs.shown().size(), 1u) << "no second sheet";
+  clean(0);
+  EXPECT_EQ(w.dialogs.shown().size(), 2u) << "no third sheet";
   EXPECT_TRUE(w.controller.appsLibrary.empty());
   EXPECT_TRUE(w.controller.appsGrid.items.empty());
   EXPECT_TRUE(w.globals.globalAppsArray.empty());
-  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
-  EXPECT_TRUE(w.appLists().empty()) << "the datagram replaces the list";
-  clean();  // an empty list is cleaned the same way
   EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5"}));
-
-  // The sheet's first button without the box cleans and leaves the warning on.
-  LibraryWorld fresh;
-  fresh.load("/opt/a", 0);
-  fresh.dialogs.script({1000, false});
-  fresh.controller.emptyall();
-  fresh.settle();
-  EXPECT_TRUE(fresh.controller.appsLibrary.empty());
-  EXPECT_EQ(fresh.sockets.sentLines(), Names{"5"});
-  EXPECT_FALSE(fresh.defaults.contains(preferencekeys::kCleaningAllApps));
+  EXPECT_TRUE(w.appLists().empty()) << "the datagram replaces the list";
+  clean(0);  // an empty list is cleaned the same way
+  EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5", "5"}));
 }
 
 TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
