@@ -99,6 +99,12 @@ TEST_F(ConfigurationTest, ExportWritesThePlainOrTheEncodedFormOrHandsItToTheDaem
   EXPECT_EQ(sent[0].object, "it.halvex.writeHalvexConfiguration");
   EXPECT_EQ(*sent[0].userInfo, wrapper);
   EXPECT_TRUE(w.defaults.colorForKey("color0")) << "an export stores the label colours in the database";
+
+  // The form for the exit runs on the caller's thread, so a held queue does not stop it.
+  w.globals.synchronizedNotification.suspend();
+  w.configuration.exportConf("_", true, true, true);
+  EXPECT_EQ(w.center.posted("writeHalvexConfiguration").size(), 2u);
+  w.globals.synchronizedNotification.resume();
 }
 
 // The plain export writes apps straight into the XML writer's nodes and in slices; a key out of
@@ -119,13 +125,6 @@ TEST_F(ConfigurationTest, ALargePlainExportIsTheTextOfItsRecords) {
       plist::toXml(Value(classRecords(*(*w.fileValue("/plain.plist").asArray())[0].asDictionary(),
                                       g.globalExclusionsArray, g.globalRecordsArray, g.globalAppsArray)));
   EXPECT_EQ(*w.files.readFile("/plain.plist"), whole);
-}
-
-TEST_F(ConfigurationTest, TheExitFormRunsOnTheCallersThreadWhileTheQueueIsHeld) {
-  w.globals.synchronizedNotification.suspend();
-  w.configuration.exportConf("_", true, true, true);
-  EXPECT_EQ(w.center.posted("writeHalvexConfiguration").size(), 1u);
-  w.globals.synchronizedNotification.resume();
 }
 
 TEST_F(ConfigurationTest, PlainAndEncodedFilesRestoreTheSameLibrary) {
@@ -273,7 +272,7 @@ TEST_F(ConfigurationTest, OnlyASingleWrapperIsUnpacked) {
   EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"curl"});
 }
 
-TEST_F(ConfigurationTest, AMissingFileChangesNothingAndALaunchFallsBackToTheFirstRunDefaults) {
+TEST_F(ConfigurationTest, AMissingFileChangesNothingALaunchFallsBackToTheFirstRunDefaultsAndPresetsImport) {
   w.addApp("curl", "/usr/bin/curl", 1);
   w.configuration.importConf("/nothing/here", true);
   EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"curl"});
@@ -286,6 +285,10 @@ TEST_F(ConfigurationTest, AMissingFileChangesNothingAndALaunchFallsBackToTheFirs
   w.configuration.loadConfiguration();
   EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"fromConf"});
   EXPECT_EQ(w.center.posted("newAppListReceived").size(), 2u) << "each load ends with sendConf";
+
+  w.files.addFile("/shared/mine.plist", encodedFileOf({appRecord("mine", "/m", false, 1)}));
+  w.globals.notificationCenter.post("loadCustomPreset", Dictionary{{"presetPath", Value("/shared/mine.plist")}});
+  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"mine"}) << "a custom preset is imported from its path";
 }
 
 TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
@@ -320,12 +323,6 @@ TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
   EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"precious"});
   EXPECT_TRUE(w.center.posted().empty()) << "nothing reached the daemon";
   EXPECT_NE(w.logText().find("is malformed"), std::string::npos) << "the reason is in the log";
-}
-
-TEST_F(ConfigurationTest, ACustomPresetNotificationImportsItsPath) {
-  w.files.addFile("/shared/mine.plist", encodedFileOf({appRecord("mine", "/m", false, 1)}));
-  w.globals.notificationCenter.post("loadCustomPreset", Dictionary{{"presetPath", Value("/shared/mine.plist")}});
-  EXPECT_EQ(w.mirrorNames(), std::vector<std::string>{"mine"});
 }
 
 }  // namespace

@@ -105,9 +105,6 @@ TEST_F(PreferencesTest, TheWindowShowsTheSettingsAndItsActionsWriteThemBack) {
   EXPECT_FALSE(prefs.view.logToFile.enabled) << "logging is off";
   EXPECT_EQ(prefs.view.timeoutMatrix.selectedRow, 1);
   EXPECT_EQ(prefs.view.logFilePathLabel.text, "Log file path: /home/u/.local/state/halvex/halvex.log");
-  prefs.view.segmCtrl = 2;
-  prefs.clickSegmentedControl();
-  EXPECT_EQ(prefs.view.preferencesTabView, 2);
 
   prefs.view.notificationsTimeoutSlider.value = 42.7;
   prefs.changeNotifTimeout();

@@ -55,24 +55,6 @@ TEST(PresetsTest, EachStockConfigurationDoesWhatItsStrategyPromises) {
   }
 }
 
-// Runs a Python program over plistlib; answers its standard output.
-std::string python(const std::string& program) {
-  const auto dir = std::filesystem::temp_directory_path() /
-                   ("halvex-py-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-                    std::to_string(std::rand()));
-  std::filesystem::create_directories(dir);
-  const auto script = dir / "p.py";
-  std::ofstream(script) << program;
-  std::string out;
-  if (FILE* p = ::popen(("python3 " + script.string() + " 2>&1").c_str(), "r")) {
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
-    ::pclose(p);
-  }
-  std::filesystem::remove_all(dir);
-  return out;
-}
-
 TEST(InteropTest, PlistlibReadsWhatTheAgentWritesAndTheAgentImportsWhatPlistlibWrites) {
   const auto dir = std::filesystem::temp_directory_path() / ("halvex-interop-" + std::to_string(std::rand()));
   std::filesystem::create_directories(dir);
@@ -86,10 +68,10 @@ TEST(InteropTest, PlistlibReadsWhatTheAgentWritesAndTheAgentImportsWhatPlistlibW
   std::ofstream(dir / "plain.plist") << *w.files.readFile("/plain");
   std::ofstream(dir / "defaults.plist") << *w.files.readFile(w.paths.defaultsFile());
 
-  const std::string d = dir.string();
-  const auto out = python(R"(
-import plistlib
-d = ')" + d + R"('
+  // A Python program over plistlib, given the folder.
+  std::ofstream(dir / "p.py") << R"(
+import plistlib, sys
+d = sys.argv[1]
 enc = plistlib.load(open(d + '/encoded.plist', 'rb'))
 arc = plistlib.loads(enc[0]['HalvexConfiguration'])
 assert arc['$archiver'] == 'NSKeyedArchiver' and arc['$version'] == 100000
@@ -118,7 +100,13 @@ recs = [
 ]
 plistlib.dump(recs, open(d + '/py.xml', 'wb'), fmt=plistlib.FMT_XML)
 plistlib.dump(recs, open(d + '/py.bin', 'wb'), fmt=plistlib.FMT_BINARY)
-)");
+)";
+  std::string out;
+  if (FILE* p = ::popen(("python3 " + (dir / "p.py").string() + " " + dir.string() + " 2>&1").c_str(), "r")) {
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
+    ::pclose(p);
+  }
   EXPECT_EQ(out,
             "['HXPreferences', 'HXExclusion', 'HXManagedRecords', 'HXApplication']\n"
             "Foo.app 4 ['@10.0.0.1', '#443'] True\n"
