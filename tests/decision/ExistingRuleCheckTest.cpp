@@ -127,7 +127,7 @@ TEST_F(RuleCheck, WithAlertsOffTheProcessIsPassedAndLearntOnceAsAPermanentPassRu
   EXPECT_EQ(decide("/opt/Tool.app/Contents/MacOS/tool"), Replies{" 0 # #"});
   ASSERT_EQ(world.globals.globalAppsArray.size(), 2u);
   const auto& learnt = *world.globals.globalAppsArray.front();
-  EXPECT_EQ(learnt.appName, "Tool.app") << "made from the path as every new app is (AppPaths)";
+  EXPECT_EQ(learnt.appName, "Tool.app") << "made from the path as every new app is (GeneratedAppsFollowTheirPathsKind)";
   EXPECT_EQ(learnt.appIsBlockedOrAllowed, 0);
   EXPECT_TRUE(learnt.appIsPersistent);
   EXPECT_EQ(copies, 1);
