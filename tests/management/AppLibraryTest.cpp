@@ -77,14 +77,15 @@ TEST(AppLibrary, TheLockFlipsPassAndBlockAndAskingAppsByTheirEntries) {
     Names matches;
     std::int64_t flipped;
   };
-  for (const auto& c : std::vector<Case>{{0, {}, 1},
-                                         {2, {"#1.2.3.4"}, 1},
-                                         {1, {}, 0},
-                                         {3, {"@443"}, 0},
-                                         {4, {}, 0},
-                                         {4, {"#_range1:2"}, 2},
-                                         {4, {"@_range1:2", "@443"}, 3},
-                                         {4, {"@443", "#80"}, 2}}) {
+  const Case cases[] = {{0, {}, 1},
+                        {2, {"#1.2.3.4"}, 1},
+                        {1, {}, 0},
+                        {3, {"@443"}, 0},
+                        {4, {}, 0},
+                        {4, {"#_range1:2"}, 2},
+                        {4, {"@_range1:2", "@443"}, 3},
+                        {4, {"@443", "#80"}, 2}};
+  for (const auto& c : cases) {
     LibraryWorld w;
     auto app = w.load("/opt/app", c.state, c.matches);
     w.act(0, &HXController::clickAppLocker);
@@ -281,12 +282,10 @@ TEST(AppLibrary, RulesFromTheLogMakeNewAppsForUnknownPaths) {
     Names matches;
   };
   using enum LogRuleItem;
-  for (const auto& c : std::vector<Case>{{blockAppItem, 1, {}},
-                                         {passAppItem, 0, {}},
-                                         {blockPortItem, 2, {"#53"}},
-                                         {passPortItem, 3, {"@53"}},
-                                         {blockIPItem, 2, {"#10.1.1.1"}},
-                                         {passIPItem, 3, {"@10.1.1.1"}}}) {
+  const Case cases[] = {{blockAppItem, 1, {}},           {passAppItem, 0, {}},
+                        {blockPortItem, 2, {"#53"}},     {passPortItem, 3, {"@53"}},
+                        {blockIPItem, 2, {"#10.1.1.1"}}, {passIPItem, 3, {"@10.1.1.1"}}};
+  for (const auto& c : cases) {
     LibraryWorld w;
     w.load("/opt/known", 0);
     // A service is found by its owner's path.
