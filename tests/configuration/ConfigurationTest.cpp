@@ -153,15 +153,22 @@ TEST_F(ConfigurationTest, PlainAndEncodedFilesRestoreTheSameLibrary) {
   EXPECT_EQ(results[0], *w.files.readFile("/p.plist")) << "export, import, export is the identity";
 }
 
-TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries) {
+TEST_F(ConfigurationTest, ImportReplacesTheLibraryRebuildingAppsAndEndsWithTheMessagesInOrder) {
   w.files.addDirectory("/Applications/Bar.app");
   w.bundles.set("/Applications/Bar.app", "Bar Deluxe");
   w.files.addFile(
       "/conf",
       xmlOf({appRecord("Foo.app", "/Applications/Foo.app/Contents/MacOS/Foo", true, 0, Array{Value("@1.1.1.1")}),
              appRecord("tool", "/Applications/Foo.app/Contents/MacOS/Foo", false, 1),
-             appRecord("Bar.app", "/Applications/Bar.app", true, 4), appRecord("Odd", "//opt//odd//bin", true, 7)}));
+             appRecord("Bar.app", "/Applications/Bar.app", true, 4), appRecord("Odd", "//opt//odd//bin", true, 7),
+             record("HXExclusion", {{"path", Value("/")}, {"rule", Value(std::int64_t{1})}, {"ignored", Value(true)}}),
+             record("HXManagedRecords",
+                    {{"record", Value("80")}, {"type", Value(std::int64_t{2})}, {"rule", Value(std::int64_t{0})}}),
+             record("SomethingNew", {{"x", Value(1)}})}));
   w.addApp("old", "/old", 0);
+  w.addFolder("/stale", 0);
+  w.addGlobalRule("1.1.1.1", 0, 1);
+  w.globals.enableNotifications = true;
   w.configuration.importConf("/conf", true);
 
   ASSERT_EQ(w.mirrorNames(), (std::vector<std::string>{"Foo.app", "tool", "Bar.app", "Odd"}));
@@ -176,20 +183,6 @@ TEST_F(ConfigurationTest, ImportRebuildsAppsWithRepairedPathsNamesAndKeptEntries
   EXPECT_TRUE(a[1]->appIsBlocked);
   EXPECT_EQ(a[3]->appIsBlockedOrAllowed, 7);
   EXPECT_EQ(w.apps.appsLibrary.size(), 4u) << "the earlier library is replaced, not merged";
-}
-
-TEST_F(ConfigurationTest, ImportReplacesFoldersAndRulesAndEndsWithTheMessagesInOrder) {
-  w.addFolder("/stale", 0);
-  w.addGlobalRule("1.1.1.1", 0, 1);
-  w.files.addFile(
-      "/conf",
-      xmlOf({record("HXExclusion", {{"path", Value("/")}, {"rule", Value(std::int64_t{1})}, {"ignored", Value(true)}}),
-             record("HXManagedRecords",
-                    {{"record", Value("80")}, {"type", Value(std::int64_t{2})}, {"rule", Value(std::int64_t{0})}}),
-             record("SomethingNew", {{"x", Value(1)}})}));
-  w.globals.enableNotifications = true;
-  w.configuration.importConf("/conf", false);
-
   ASSERT_EQ(w.globals.globalExclusionsArray.size(), 1u);
   EXPECT_EQ(w.globals.globalExclusionsArray[0]->path, "/");
   EXPECT_TRUE(w.globals.globalExclusionsArray[0]->ignored);

@@ -14,8 +14,6 @@ namespace halvex::test {
 
 // The configuration's tests work on the holders as the import and export see them.
 struct ConfigurationWorld : World {
-  explicit ConfigurationWorld(std::string resourcesDir = "/res") : World(testEnvironment(std::move(resourcesDir))) {}
-
   std::shared_ptr<HXApplication> addApp(const std::string& name, const std::string& path, std::int64_t state,
                                         std::vector<std::string> matches = {}, bool bundle = false) {
     auto app = HXApplication::initWithAppName(context, name, {name}, bundle, state == 1, path);

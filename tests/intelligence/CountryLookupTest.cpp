@@ -84,12 +84,7 @@ TEST(CountryIndex, EdgesOfTheAddressSpace) {
 
 class FlagsFixture : public ::testing::Test {
  protected:
-  Paths pathsWith(std::string resources) {
-    PathEnvironment env;
-    env.root = "/root-of-test";
-    env.resourcesDir = std::move(resources);
-    return Paths(env);
-  }
+  Paths pathsWith(std::string resources) { return Paths({"/root-of-test", {}, {}, {}, std::move(resources)}); }
   test::MemoryFiles files_;
 };
 

@@ -11,7 +11,7 @@ class HXRecordTest : public ::testing::Test {
  protected:
   HXRecordTest() {
     world.globals.enableNotifications = true;
-    hostNames.set("8.8.8.8", {"dns.google", "alias.google"});
+    world.hostNames.set("8.8.8.8", {"dns.google", "alias.google"});
   }
   std::shared_ptr<HXRecord> row(std::string_view address, std::int64_t rule, std::string type = "address") {
     return std::make_shared<HXRecord>(context, address, std::move(type), Image::named("icon_ip"), rule);
@@ -19,7 +19,6 @@ class HXRecordTest : public ::testing::Test {
 
   test::World world;
   test::ManualLoop& loop = world.loop;
-  test::FakeHostNames& hostNames = world.hostNames;
   const RulesContext& context = world.context;
 };
 

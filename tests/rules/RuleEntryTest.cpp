@@ -35,18 +35,13 @@ TEST(RuleEntryTest, ClassifiesByTheFixedOrderOfTests) {
   EXPECT_EQ(subnetEntry.rule(), 0);
 }
 
-class RuleRowsTest : public ::testing::Test {
- protected:
+TEST(RuleRowsTest, RowsComeInTheFixedOrderOfKindsAndPrefixesAndRebuildTheirEntries) {
   test::World world;
-  const RulesContext& context = world.context;
-};
-
-TEST_F(RuleRowsTest, RowsComeInTheFixedOrderOfKindsAndPrefixesAndRebuildTheirEntries) {
   const std::vector<std::string> matches = {"@443",       "#_range1:2", "@10.0.0.1",     "#10.0.0.0/8",
                                             "443",        "#10.0.0.2",  "@fe80::/10",    "#53",
                                             "@_range5:6", "@10.0.0.3",  "#172.16.0.0/12"};
   std::vector<std::string> described, rebuilt;
-  for (const auto& row : recordsForMatches(context, matches, 4)) {
+  for (const auto& row : recordsForMatches(world.context, matches, 4)) {
     described.push_back(row->recordPrefix + row->recordType + ":" + row->recordAddress);
     rebuilt.push_back(entryFromRecord(*row));
   }
@@ -60,11 +55,12 @@ TEST_F(RuleRowsTest, RowsComeInTheFixedOrderOfKindsAndPrefixesAndRebuildTheirEnt
   EXPECT_EQ(rebuilt, expected);
 }
 
-TEST_F(RuleRowsTest, EveryoneRowFollowsTheState) {
+TEST(RuleRowsTest, EveryoneRowFollowsTheState) {
+  test::World world;
   const std::pair<std::int64_t, std::optional<std::int64_t>> cases[] = {
       {0, 0}, {1, 1}, {2, 0}, {3, 1}, {4, std::nullopt}, {7, std::nullopt}};
   for (const auto& [state, everyoneRule] : cases) {
-    const auto rows = recordsForMatches(context, {"#53"}, state);
+    const auto rows = recordsForMatches(world.context, {"#53"}, state);
     ASSERT_EQ(rows.size(), everyoneRule ? 2u : 1u) << "state " << state;
     if (!everyoneRule) continue;
     EXPECT_EQ(rows.back()->recordAddress, "Everyone");
