@@ -11,8 +11,7 @@
 #include <functional>
 #include <thread>
 
-#include "configuration/HXPreferences.h"
-#include "management/RequestSide.h"
+#include "management/LibraryWorld.h"
 
 namespace halvex::test {
 namespace {
