@@ -105,22 +105,3 @@ TEST_F(RuleCheck, QuietTimeAnswersEveryTimeAndRemembersTheAddressOnce) {
   EXPECT_EQ(app->appMatches, (Replies{"@192.0.2.9", "#192.0.2.10"}));
   EXPECT_TRUE(alerts.shown.empty());
 }
-
-TEST_F(RuleCheck, WithAlertsOffTheProcessIsPassedAndLearntOnceAsAPermanentPassRule) {
-  world.globals.enableNotifications = false;
-  int copies = 0;
-  world.globals.notificationCenter.addObserver("copyArrayAppLibrary", [&](const Notification&) { ++copies; });
-  addApp("/usr/bin/ssh", 1);  // blocked in the list, and still passed: the list is not read
-  EXPECT_EQ(decide("/usr/bin/ssh"), Replies{" 0 # #"});
-  EXPECT_EQ(world.globals.globalAppsArray.size(), 1u) << "a known app is not learnt again";
-  EXPECT_EQ(copies, 0);
-
-  EXPECT_EQ(decide("/opt/Tool.app/Contents/MacOS/tool"), Replies{" 0 # #"});
-  ASSERT_EQ(world.globals.globalAppsArray.size(), 2u);
-  const auto& learnt = *world.globals.globalAppsArray.front();
-  EXPECT_EQ(learnt.appName, "Tool.app") << "made from the path as every new app is (GeneratedAppsFollowTheirPathsKind)";
-  EXPECT_EQ(learnt.appIsBlockedOrAllowed, 0);
-  EXPECT_TRUE(learnt.appIsPersistent);
-  EXPECT_EQ(copies, 1);
-  EXPECT_TRUE(finished());
-}

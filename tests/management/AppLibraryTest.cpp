@@ -17,28 +17,35 @@ using Apps = std::vector<DaemonApp>;
 constexpr auto kRed = &HXController::makeSelectedAppRed;
 constexpr auto kGreen = &HXController::makeSelectedAppGreen;
 
-// Apps learnt from real requests with alerts off: the newest comes first, a bundle is one entry
-// wherever its copy lies, and a binary is known by its full path only.
+// Apps learnt from real requests with alerts off: every request is passed, the list unread (ssh
+// is blocked there); the newest app comes first, a bundle is one entry wherever its copy lies,
+// and a binary is known by its full path only.
 TEST(AppLibrary, LearntAppsComeToTheFrontAndBundlesAreOneEntry) {
   LibraryWorld w;
   RequestSide side(w);
   w.load("/usr/bin/curl", 0);
+  w.load("/usr/bin/ssh", 1);
   int pid = 500;
   for (const char* path : {"/Applications/Foo.app/Contents/MacOS/Foo", "/Applications/Foo.app/Contents/Library/Helper",
                            "/Users/u/Copies/Foo.app/Contents/MacOS/Foo", "/Applications/FooBar.app/Contents/MacOS/Foo",
-                           "/opt/a/tool", "/opt/b/tool"}) {
+                           "/usr/bin/ssh", "/opt/a/tool", "/opt/b/tool"}) {
     side.request(pid++, path);
     ASSERT_TRUE(w.loop.waitAndRun());
     w.settle();
   }
-  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "FooBar.app", "Foo.app", "curl"}));
+  const auto replies = w.sockets.sentLines();
+  EXPECT_EQ(replies.size(), 7u);
+  for (const auto& reply : replies) EXPECT_TRUE(reply.ends_with(" 0 # #")) << reply;
+  EXPECT_TRUE(w.globals.notifyControllers.empty());
+  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "FooBar.app", "Foo.app", "curl", "ssh"}));
   EXPECT_EQ(w.controller.appsGrid.selectionIndex, 0u) << "the newest app is selected";
   EXPECT_EQ(w.mirrorNames(), w.gridNames());
 
-  // The next change carries the additions to the daemon in view order.
+  // The next change carries the additions, passed for ever, to the daemon in view order.
   w.act(4, kRed);
-  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "FooBar.app/", "Foo.app/", "/usr/bin/curl"}));
-  EXPECT_EQ(w.daemonApps().back().state, 1);
+  EXPECT_EQ(w.daemonBinaries(),
+            (Names{"/opt/b/tool", "/opt/a/tool", "FooBar.app/", "Foo.app/", "/usr/bin/curl", "/usr/bin/ssh"}));
+  for (const auto& app : w.daemonApps()) EXPECT_EQ(app.state, app.binary.starts_with("/usr/") ? 1 : 0) << app.binary;
 }
 
 TEST(AppLibrary, RuleOfTheSelectedAppChangesAndIsSnapshotted) {
