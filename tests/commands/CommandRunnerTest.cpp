@@ -32,14 +32,14 @@ TEST(ShellScriptText, ReadsTheCommandAndTheSuffixAndMendsInvalidUtf8) {
   EXPECT_FALSE(parseShellScript("do shell script \"x\" with something else"));
   EXPECT_FALSE(parseShellScript("do shell script \"bad escape \\q\""));
 
-  EXPECT_EQ(toValidUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
-  EXPECT_EQ(toValidUtf8("a\xFF"
-                        "b"),
-            "a\xEF\xBF\xBD"
-            "b");
-  EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");                  // overlong
-  EXPECT_EQ(toValidUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // surrogate
-  EXPECT_EQ(toValidUtf8("\xF0\x9F\x98"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // cut short
+  // Each byte of a sequence that is not UTF-8 (a stray, overlong, a surrogate, cut short) is mended.
+  const std::string r = "\xEF\xBF\xBD";
+  const std::pair<std::string, std::string> mended[] = {{"caf\xC3\xA9", "caf\xC3\xA9"},
+                                                        {std::string("a\xFF") + "b", "a" + r + "b"},
+                                                        {"\xC0\xAF", r + r},
+                                                        {"\xED\xA0\x80", r + r + r},
+                                                        {"\xF0\x9F\x98", r + r + r}};
+  for (const auto& [text, valid] : mended) EXPECT_EQ(toValidUtf8(text), valid) << text;
 }
 
 TEST(ScriptRunnerContract, FormsRunTheirProgramsAndEveryFailureIsExactlyError) {
