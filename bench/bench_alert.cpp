@@ -132,7 +132,7 @@ struct AlertingAgent {
   // Sends `request`, waits for its alert to open and answers it; false when something did not come.
   bool alertAndAnswer(const std::string& request, const std::string& answer, const std::string& replySuffix) {
     if (!daemon.sendLine(request)) return false;
-    if (!console.waitFor("[alert ", "wants to connect", kReplyTimeout)) return false;
+    if (!console.waitFor("[alert ", "is trying a", kReplyTimeout)) return false;
     if (!console.say(answer)) return false;
     const auto reply = daemon.receive(kReplyTimeout);
     return reply && *reply == request + replySuffix && console.waitFor("[alert ", "] answered", kReplyTimeout);
@@ -160,7 +160,7 @@ HeldRound holdDrainAndSettle(AlertingAgent& agent, std::size_t count, int port) 
   HeldRound round;
   const pid_t agentPid = agent.process->pid();
   const std::string opener = agent.line(1, "192.0.2.1", port);
-  if (!agent.daemon.sendLine(opener) || !agent.console.waitFor("[alert ", "wants to connect", kReplyTimeout)) {
+  if (!agent.daemon.sendLine(opener) || !agent.console.waitFor("[alert ", "is trying a", kReplyTimeout)) {
     round.error = "a request opened no alert";
     return round;
   }
@@ -304,7 +304,7 @@ void BM_AlertOpening(benchmark::State& state) {
       const auto sentAt = steady_clock::now();
       agent.daemon.sendLine(request);
       const auto opened = agent.console.waitFor(
-          "[alert ", "wants to connect to " + address + " port " + std::to_string(port) + " ", kReplyTimeout);
+          "[alert ", " " + address + " on port " + std::to_string(port), kReplyTimeout);
       if (!opened) {
         state.SkipWithError("an alert did not open");
         return;

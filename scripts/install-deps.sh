@@ -16,6 +16,8 @@ packages=(
   qt6-base-dev
   # commands the agent runs: whois reports, the administrator form of the script runner
   whois pkexec
+  # the list of services the alert names ports by (/etc/services)
+  netbase
   # test peers and helpers
   python3 procps
 )

@@ -126,6 +126,7 @@ int main(int argc, char** argv) {
                                 machine.codeSignatures,
                                 machine.tcpProbe,
                                 machine.directoryListing,
+                                machine.systemUsers,
                                 std::cerr,
                                 machine.codeSignatures.vendor(),
                                 static_cast<std::int32_t>(::getuid())},

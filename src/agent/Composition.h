@@ -17,7 +17,7 @@
 #include "configuration/HXPreferencesController.h"
 #include "configuration/UserDefaults.h"
 #include "decision/AlertAnswers.h"
-#include "decision/AlertFacts.h"
+#include "decision/AlertFactFinder.h"
 #include "decision/DecisionContext.h"
 #include "decision/HXNotifyController.h"
 #include "intelligence/HXFlagsController.h"
@@ -41,6 +41,7 @@
 #include "platform/ProcessRunner.h"
 #include "platform/RunningApplications.h"
 #include "platform/StandardStreams.h"
+#include "platform/SystemUsers.h"
 #include "platform/TcpProbe.h"
 #include "platform/UnixDatagramSockets.h"
 #include "rules/RuleLibraries.h"
@@ -69,6 +70,7 @@ struct Ports {
   CodeSignatures& codeSignatures;
   TcpProbe& tcpProbe;
   DirectoryListing& directoryListing;
+  SystemUsers& systemUsers;
   // Where whois reports are written (the log, in the program).
   std::ostream& reports;
   // The system's vendor as the signature reports name it.
@@ -131,7 +133,9 @@ class Composition {
 
   // The decision of each request, and the way answers come back from the alert.
   AlertAnswers alertAnswers;
-  AlertFacts alertFacts;
+  AlertFactFinder alertFacts{AlertFactFinder::Links{ports.fileIcons, ports.hostNames, commandRunner, flagsController,
+                                                    globals.findFlag, ports.systemUsers, ports.processOwners,
+                                                    signatureInspector}};
   DecisionContext decisionContext;
   HXNotifyController notifyController;
 

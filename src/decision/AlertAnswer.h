@@ -20,8 +20,10 @@ struct AlertAnswer {
   std::optional<AppDuration> duration;
   // For AppDuration::minutes.
   std::int64_t minutes = 0;
-  // For an address: quiet time for the app after the answer.
+  // For an address: quiet time for the app after the answer, for `quietSeconds` (the quiet
+  // slider's whole seconds), or with 0 for the stored quiet time.
   bool quiet = false;
+  std::int64_t quietSeconds = 0;
   // For AlertScope::network: the network in CIDR text; for IPv4 also "/8", "/16" or "/24".
   std::string network;
 };

@@ -1,6 +1,7 @@
 #include "decision/AlertAnswers.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "decision/HXNotifyWindowController.h"
 
@@ -20,6 +21,27 @@ std::int64_t offeredNetwork(const AlertWindow& window, const std::string& text) 
 
 AnswerOutcome refused(std::string error) { return AnswerOutcome{false, std::move(error)}; }
 
+bool withinSlider(const Slider& slider, std::int64_t value) {
+  return static_cast<double>(value) >= slider.minValue && static_cast<double>(value) <= slider.maxValue;
+}
+
+std::string sliderRange(const Slider& slider) {
+  return std::to_string(static_cast<std::int64_t>(slider.minValue)) + " to " +
+         std::to_string(static_cast<std::int64_t>(slider.maxValue));
+}
+
+// A number the window's slider could not hold is refused before any control moves, so that the
+// refused answer changes nothing.
+std::optional<std::string> outsideTheSliders(const AlertWindow& window, const AlertAnswer& answer) {
+  if (answer.scope == AlertScope::app && answer.duration == AppDuration::minutes &&
+      !withinSlider(window.timeSlider, answer.minutes))
+    return "the app's minutes are " + sliderRange(window.timeSlider);
+  if (answer.scope == AlertScope::address && answer.quiet && answer.quietSeconds != 0 &&
+      !withinSlider(window.quietSlider, answer.quietSeconds))
+    return "the quiet time is " + sliderRange(window.quietSlider) + " seconds";
+  return std::nullopt;
+}
+
 }  // namespace
 
 AnswerOutcome AlertAnswers::answer(const std::string& tag, const AlertAnswer& answer) {
@@ -27,6 +49,7 @@ AnswerOutcome AlertAnswers::answer(const std::string& tag, const AlertAnswer& an
   const auto alert = find(tag);
   if (!alert) return refused("no alert is open under " + tag);
   auto& window = alert->window;
+  if (auto error = outsideTheSliders(window, answer)) return refused(std::move(*error));
   if (answer.scope) {
     switch (*answer.scope) {
       case AlertScope::app:
@@ -41,7 +64,10 @@ AnswerOutcome AlertAnswers::answer(const std::string& tag, const AlertAnswer& an
       case AlertScope::port: alert->selectActionMatrix(kRowPort); break;
       case AlertScope::address:
         alert->selectActionMatrix(kRowAddress);
-        if (answer.quiet) alert->showHideQuietSlider(true);
+        if (answer.quiet) {
+          if (answer.quietSeconds != 0) alert->updateQuietSlider(static_cast<double>(answer.quietSeconds));
+          alert->showHideQuietSlider(true);
+        }
         break;
       case AlertScope::network:
         if (!window.matrixlabel3.hidden) {

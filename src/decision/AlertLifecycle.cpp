@@ -2,6 +2,7 @@
 // the two timers and what touching the alert does to them, the expiry, silencing, size and
 // position.
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
@@ -47,7 +48,10 @@ void HXNotifyWindowController::windowDidLoad() {
 
   window.timeSlider.minValue = 1;
   window.timeSlider.maxValue = 1440;
-  window.timeSlider.value = static_cast<double>(configuration.notificationDefaultTime);
+  // A stored time the slider cannot show (0 from a hand-made file, say) would make a timed rule
+  // that ends at once: the slider holds it within its range.
+  window.timeSlider.value = std::clamp(static_cast<double>(configuration.notificationDefaultTime),
+                                       window.timeSlider.minValue, window.timeSlider.maxValue);
   window.timeMenuItem.title = minutesTitle("This app for ", window.timeSlider.value);
   window.timeButton.items = {"This app forever", "This app until next logout", window.timeMenuItem.title,
                              "Set minutes..."};
@@ -79,6 +83,7 @@ void HXNotifyWindowController::mostra() {
   window.attributedPort = r.processPort;
   window.attributedUser = context_.processOwners.userName(r.processUID).value_or(std::to_string(r.processUID));
   window.attributedProtocol = r.processUDPorTCP;
+  window.attributedNation.clear();
   // 3. and 4. The scope's rows; an IPv6 address has no networks to offer until one is typed.
   fillNetworks();
   if (!ipv4 && globals.lastActionRow == kRowNetwork) globals.lastActionRow = kRowAddress;
@@ -111,13 +116,18 @@ void HXNotifyWindowController::mostra() {
   // 9. The app's name, and the app a helper service speaks for.
   window.attributedAppName = shortNameOfPath(r.processName);
   window.viaString.clear();
+  std::string viaPath;
   if (!globals.automaticXPC) {
-    window.viaString = viaStringFor(r.processName, std::to_string(r.responsibleApp),
-                                    [this](std::int32_t pid) { return context_.mymanagesocketagent.infoprocess(pid); });
+    viaPath = viaPathFor(r.processName, std::to_string(r.responsibleApp),
+                         [this](std::int32_t pid) { return context_.mymanagesocketagent.infoprocess(pid); });
+  }
+  if (!viaPath.empty()) {
+    window.viaString = " via " + shortNameOfPath(viaPath);
+    window.viaAppIcon = Image::named("genericapp");
   }
   // 10. to 13. and 17. The facts that take time arrive later; 13. an IPv6 address has no flag.
   window.flagBackground.hidden = !ipv4;
-  startFactLookUps();
+  startFactLookUps(viaPath);
   // 14.
   window.quietButton.state = false;
   window.quietSlider.hidden = true;
@@ -147,15 +157,16 @@ void HXNotifyWindowController::mostra() {
   if (configuration.popSound) context_.soundPlayer.play(configuration.soundName + ".aiff");
 
   // The presenter draws what it is shown; only the other listeners need telling.
+  updateDescription();
   context_.alertPresenter.show(shared_from_this());
   changed();
 }
 
-void HXNotifyWindowController::startFactLookUps() {
+AlertFacts::Deliver HXNotifyWindowController::factDelivery() {
   // A fact that arrives after the alert ended, or after the controller went, is dropped.
   std::weak_ptr<HXNotifyWindowController> weak = shared_from_this();
   MainLoop& loop = context_.globals.mainLoop;
-  const AlertFacts::Deliver deliver = [weak, &loop](AlertFacts::Change change) {
+  return [weak, &loop](AlertFacts::Change change) {
     loop.post([weak, change = std::move(change)] {
       const auto self = weak.lock();
       if (!self || !self->alertIsOpen()) return;
@@ -163,11 +174,29 @@ void HXNotifyWindowController::startFactLookUps() {
       self->refresh();
     });
   };
+}
+
+void HXNotifyWindowController::startFactLookUps(const std::string& viaPath) {
+  const auto deliver = factDelivery();
   auto& facts = context_.alertFacts;
-  facts.processIcon(parameters, deliver);
+  facts.processIcon(parameters.processName, viaPath, deliver);
   facts.hostAndService(parameters, deliver);
-  if (parameters.processIP.find('.') != std::string::npos) facts.country(parameters, deliver);
-  facts.userImage(parameters, deliver);
+  if (parameters.processIP.find('.') != std::string::npos) facts.country(parameters.processIP, deliver);
+  setImageForUserWithUID(parameters.processUID);
+}
+
+void HXNotifyWindowController::setImageForUserWithUID(std::int32_t uid) {
+  if (uid < 0) {
+    window.userPicture = Image::named("NSComputer");
+    return;
+  }
+  context_.alertFacts.userPicture(uid, factDelivery());
+}
+
+void HXNotifyWindowController::clickGetSignatureInfo() { getSignatureInfo(); }
+
+void HXNotifyWindowController::getSignatureInfo() {
+  if (alertIsOpen()) context_.alertFacts.signature(parameters.processName, factDelivery());
 }
 
 void HXNotifyWindowController::startTimers() {

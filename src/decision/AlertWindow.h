@@ -94,22 +94,28 @@ struct AlertWindow {
   TextLabel processSignatureAuthor;
   TextLabel processSignatureValidity;
 
-  // The facts of the sentence as far as known, and the sentence itself.
+  // The six fields of the sentence as far as known, and the sentence built from them. The
+  // sentence is data: no front end may read it as markup.
+  std::string attributedAppName;
+  std::string attributedProtocol;
   std::string attributedAddress;
   std::string attributedPort;
   std::string attributedUser;
-  std::string attributedProtocol;
-  std::string attributedAppName;
+  std::string attributedNation;
   std::string viaString;
   std::string currentHostName;
-  AttributedString sentence;
-  // Images and lamps, filled as the facts arrive.
+  AttributedString descriptionString;
+  // Images, filled as the facts arrive.
   Image processImage;
   Image viaAppIcon;
-  Image userImage;
-  Image flagImage;
+  Image userPicture;
+  TextLabel userName;
+  Image nationFlag;
   View flagBackground;
-  std::vector<Image> lamps;
+  // The signature lamps: at most one is shown.
+  View ledAppleSignature{true};
+  View ledNoSignature{true};
+  View ledInvalidSignature{true};
 };
 
 }  // namespace halvex

@@ -92,16 +92,16 @@ void HXNotifyWindowController::finishAlert(AlertEnding how) {
   changed();
 }
 
-void HXNotifyWindowController::refresh() {
-  if (window.shown) context_.alertPresenter.redraw(*this);
-  changed();
+void HXNotifyWindowController::updateDescription() {
+  window.descriptionString = generateAttributedDescriptionWithProc(window.attributedAppName, window.attributedProtocol,
+                                                                   window.attributedAddress, window.attributedPort,
+                                                                   window.attributedUser, window.attributedNation);
 }
 
-std::string HXNotifyWindowController::plainText() const {
-  const std::string address =
-      window.attributedAddress + (window.currentHostName.empty() ? "" : " (" + window.currentHostName + ")");
-  return parameters.processName + window.viaString + " wants to connect to " + address + " port " +
-         window.attributedPort + " (" + window.attributedProtocol + "), user " + window.attributedUser;
+void HXNotifyWindowController::refresh() {
+  updateDescription();
+  if (window.shown) context_.alertPresenter.redraw(*this);
+  changed();
 }
 
 bool HXNotifyWindowController::appExistsInGlobalArray(const std::string& path) const {

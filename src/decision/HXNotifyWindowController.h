@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "decision/AlertFacts.h"
 #include "decision/AlertPresenter.h"
 #include "decision/AlertWindow.h"
 #include "decision/DecisionContext.h"
@@ -68,6 +69,17 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   void silentlyPass();
   void menuWillOpen(AlertMenu menu);
   void menuDidClose(AlertMenu menu);
+  // The user's picture and name, found off the main loop; a negative uid shows the computer.
+  void setImageForUserWithUID(std::int32_t uid);
+  // The person asks who signed the program: the lamps light when the answer is in.
+  void clickGetSignatureInfo();
+  void getSignatureInfo();
+  // The sentence from the six fields as they stand, the emphasised ones bold in the label colour.
+  static AttributedString generateAttributedDescriptionWithProc(const std::string& proc, const std::string& prot,
+                                                                const std::string& addr, const std::string& port,
+                                                                const std::string& user, const std::string& nation);
+  // The image clipped to the ellipse of the size.
+  static Image arrotonda(Image image, double width, double height);
   // The firewall options' slot: nothing schedules it until those options exist.
   void managerTimer() {}
 
@@ -105,8 +117,6 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
 
   // Whether the alert waits for its decision (from its opening to its ending).
   bool alertIsOpen() const { return alertOpen_; }
-  // The alert's facts as one line of plain text.
-  std::string plainText() const;
   // The suffix of the reply sent for this request, once sent.
   const std::string& replySuffix() const { return lastReplySuffix_; }
 
@@ -136,10 +146,13 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   bool claimEnding();
   // The last step of every ending, after the queue has been resumed.
   void finishAlert(AlertEnding how);
-  void startFactLookUps();
+  AlertFacts::Deliver factDelivery();
+  void startFactLookUps(const std::string& viaPath);
   void fillNetworks();
   void startTimers();
   void cancelTimers();
+  void updateDescription();
+  // Rebuilds the sentence, redraws a shown alert and tells the listeners.
   void refresh();
   void applyAppDuration(HXApplication& app, bool isAuto) const;
   void addRuleEntry(HXApplication& app, bool isNew, const std::string& iporport, const std::string& entry,

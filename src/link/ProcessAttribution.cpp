@@ -58,12 +58,17 @@ launchdOwner XPCpid::parseOwner(std::int32_t pid, std::string_view report) {
   return owner;
 }
 
-std::string viaStringFor(const std::string& processName, const std::string& responsibleApp,
-                         const PathLookup& infoprocess) {
+std::string viaPathFor(const std::string& processName, const std::string& responsibleApp,
+                       const PathLookup& infoprocess) {
   if (!contains(processName, kServiceContents) || responsibleApp == "0") return {};
   const std::string path = infoprocess(pidFromField(responsibleApp));
-  if (path == "error") return {};
-  return " via " + shortNameOfPath(path);
+  return path == "error" ? std::string() : path;
+}
+
+std::string viaStringFor(const std::string& processName, const std::string& responsibleApp,
+                         const PathLookup& infoprocess) {
+  const std::string path = viaPathFor(processName, responsibleApp, infoprocess);
+  return path.empty() ? std::string() : " via " + shortNameOfPath(path);
 }
 
 bool terminateProcessMenuItemVisible(const std::string& processUID, const ProcessOwners& owners) {

@@ -35,8 +35,10 @@ class XPCpid {
 
 using PathLookup = std::function<std::string(std::int32_t pid)>;  // a path or "error"
 
-// " via " and the responsible app's name, for a helper service whose responsible app is there;
-// otherwise empty.
+// The path of the app a helper service speaks for, when that app is there; otherwise empty.
+std::string viaPathFor(const std::string& processName, const std::string& responsibleApp,
+                       const PathLookup& infoprocess);
+// " via " and the name of that app, or empty.
 std::string viaStringFor(const std::string& processName, const std::string& responsibleApp,
                          const PathLookup& infoprocess);
 

@@ -90,6 +90,10 @@ void HXApplication::setQuiet(std::string_view quiet, double time) {
     appIsQuietBlock = true;
     appIsQuietPass = false;
   }
+  // A running quiet time is not extended: its timer keeps running and ends the new one too. Only
+  // one timer is kept, so that ending the quiet time (invalidating `quietTimer`) ends all of it,
+  // and no forgotten timer ends a later quiet time early.
+  if (quietTimer.load() != 0) return;
   quietTimer = scheduleOneShot(time, &HXApplication::quietTimer, &HXApplication::expireQuiet);
 }
 

@@ -56,8 +56,9 @@ class HXApplication : public std::enable_shared_from_this<HXApplication> {
   void stopAppTimer();
   // Posts "expireApp" with the user info {appName: appName} on the notification centre.
   void expireApp();
-  // "pass" or "block" starts that kind of quiet time; any other text leaves the flags. Each call
-  // schedules a one-shot timer that calls expireQuiet; one already running goes on running.
+  // "pass" or "block" starts that kind of quiet time; any other text leaves the flags. A one-shot
+  // timer of `time` seconds then calls expireQuiet, unless one runs already: that one goes on and
+  // ends the quiet time, which a second call therefore never extends.
   void setQuiet(std::string_view quiet, double time);
   void expireQuiet();
   // Act on `app`, not on the receiver: keep only the block ("#") or only the pass ("@") entries.

@@ -11,10 +11,14 @@
 
 namespace halvex {
 
-// A named image: a resource of the bundle, a system image ("NSComputer"), or a theme icon name
-// of the desktop. An empty name is no image.
+// A named image: a resource of the bundle, a system image ("NSComputer"), a theme icon name of
+// the desktop, or the absolute path of a picture file. An empty name is no image. A clipped image
+// is drawn inside the ellipse of its size (a circle when square).
 struct Image {
   std::string name;
+  bool clipRound = false;
+  double width = 0;
+  double height = 0;
 
   static Image named(std::string imageName) { return Image{std::move(imageName)}; }
   bool empty() const { return name.empty(); }

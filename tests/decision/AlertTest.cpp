@@ -357,9 +357,9 @@ TEST_F(AlertTest, TheProcessMenuRunsCommandsWithArgumentsOffTheMainLoop) {
   a.copyPortToClipboard();
   a.copyHostnameToClipboard();
   world.globals.globalBackground.stop();
-  const auto requests = world.runner.requests();
-  ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].launchPath, "/bin/kill");
+  auto requests = world.runner.requests();
+  std::erase_if(requests, [](const auto& r) { return r.launchPath != "/bin/kill"; });
+  ASSERT_EQ(requests.size(), 1u) << "the only command besides the opening's look-ups";
   EXPECT_EQ(requests[0].arguments, Texts{"300"});
   auto events = world.front.desktop.events();
   std::ranges::sort(events);

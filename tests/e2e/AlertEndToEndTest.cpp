@@ -4,56 +4,24 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-
-#include "configuration/ConfigurationSnapshot.h"
 #include "e2e/Harness.h"
-#include "runtime/PlistIO.h"
 #include "standin/DaemonPeer.h"
 
 using namespace halvex;
 using namespace halvex::e2e;
 using namespace std::chrono_literals;
 
-namespace {
-
-using plist::Array;
-using plist::Dictionary;
-using plist::Value;
-
-// Alerts on, two seconds to answer.
-std::string alertsOnConfiguration() {
-  const Array records{Value(Dictionary{{"HalvexClassName", Value("HXPreferences")},
-                                       {"enableNotifications", Value(true)},
-                                       {"notificationsTimeOut", Value(2.0)},
-                                       {"automaticXPC", Value(true)},
-                                       {"popSound", Value(false)}})};
-  return plist::toXml(Value(Array{Value(encodedConfiguration(records, "alerts"))}));
-}
-
-}  // namespace
-
 TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLines) {
   TempRoot root;
-  std::filesystem::create_directories(std::filesystem::path(root.paths().confPath()).parent_path());
-  std::ofstream(root.paths().confPath()) << alertsOnConfiguration();
-  const std::string input = root.path() + "/answers";
-  ASSERT_EQ(::mkfifo(input.c_str(), 0600), 0);
-  const int answers = ::open(input.c_str(), O_RDWR);
-  ASSERT_GE(answers, 0);
-  const auto say = [&](const std::string& text) {
-    ASSERT_EQ(::write(answers, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  };
+  writeAlertsOnConfiguration(root, 2.0);
+  AnswerPipe answers(root);
+  const auto say = [&](const std::string& text) { answers.say(text); };
 
   NotificationRecorder recorder;
   standin::DaemonPeer daemon(root.paths().daemonSocket(), root.paths().agentSocket());
-  Agent agent(root, {}, input);
+  Agent agent(root, {}, answers.path());
   ASSERT_TRUE(recorder.waitFor("startAgent")) << agent.output();
   const auto printed = [&](const std::string& text) {
     return waitUntil([&] { return agent.output().find(text) != std::string::npos; }, 10000ms);
@@ -69,7 +37,8 @@ TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLi
   auto reply = daemon.receive(10000ms);
   ASSERT_TRUE(reply) << agent.output();
   EXPECT_EQ(*reply, "7 192.0.2.7 443 " + pid + " TCP 4 0 4 1 0");
-  EXPECT_TRUE(printed("wants to connect to 192.0.2.7 port 443 (TCP)")) << agent.output();
+  EXPECT_TRUE(printed("using sleep is trying a TCP connection to ")) << agent.output();
+  EXPECT_TRUE(printed(" 192.0.2.7 on port 443")) << agent.output();
   EXPECT_TRUE(printed("] answered 4 1 0")) << agent.output();
 
   // The port rule settles the same port at once; another port asks again, and bad lines while it
@@ -79,7 +48,7 @@ TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLi
   ASSERT_TRUE(reply);
   EXPECT_EQ(*reply, "8 192.0.2.8 443 " + pid + " TCP 4 0 4 1 0");
   ASSERT_TRUE(daemon.sendLine("9 192.0.2.9 80 " + pid + " TCP 4 0"));
-  ASSERT_TRUE(printed("wants to connect to 192.0.2.9 port 80")) << agent.output();
+  ASSERT_TRUE(printed(" 192.0.2.9 on port 80 (http).")) << "named from the system's services: " << agent.output();
   say("wait\n");
   say(std::string(100 * 1024, 'x') + "\n");
   say(std::string("pass \x01\xff\x1b[2J\n"));
@@ -104,5 +73,4 @@ TEST(AlertEndToEnd, AlertsAreAnsweredThroughAPipeExpireUnansweredAndSurviveBadLi
   EXPECT_TRUE(printed("[status] alerts off")) << agent.output();
   agent.signal(SIGTERM);
   EXPECT_EQ(agent.wait(), 0) << agent.output();
-  ::close(answers);
 }

@@ -77,12 +77,18 @@ class ThrowingProcessControl final : public ProcessControl {
 
 class FakeProcessOwners final : public ProcessOwners {
  public:
-  Table<std::int32_t, std::string> names, reports;
+  std::map<std::int32_t, std::string> names, reports;
   std::optional<std::int32_t> console;
 
-  std::optional<std::string> userName(std::int32_t uid) const override { return names.find(uid); }
+  std::optional<std::string> userName(std::int32_t uid) const override { return lookup(names, uid); }
   std::optional<std::int32_t> consoleUser() const override { return console; }
-  std::string serviceReport(std::int32_t pid) const override { return reports.find(pid).value_or(""); }
+  std::string serviceReport(std::int32_t pid) const override { return lookup(reports, pid).value_or(""); }
+
+ private:
+  static std::optional<std::string> lookup(const std::map<std::int32_t, std::string>& map, std::int32_t key) {
+    const auto it = map.find(key);
+    return it == map.end() ? std::nullopt : std::optional(it->second);
+  }
 };
 
 class FakeRunningApplications final : public RunningApplications {

@@ -14,6 +14,7 @@
 #include "fakes/FakeDistributedCenter.h"
 #include "fakes/FakeSockets.h"
 #include "fakes/FakeSystem.h"
+#include "fakes/FakeSystemUsers.h"
 #include "fakes/MemoryFiles.h"
 #include "rules/HXApplication.h"
 
@@ -74,15 +75,17 @@ struct World {
   MapBundleInfo bundles;
   FakeCodeSignatures signatures;
   FakeTcpProbe probe;
+  FakeSystemUsers users;
   std::FILE* logFile = std::tmpfile();
   std::FILE* printFile = std::tmpfile();
   LineLogger logger{"halvex", 1, logFile, printFile};
   std::ostringstream reports;
   Paths paths;
 
-  Composition agent{Ports{paths,  logger, files,     processes, control,    owners, runner, sockets, streams,  running,
-                          center, icons,  hostNames, bundles,   signatures, probe,  files,  reports, "Debian", 501},
-                    front.bundle()};
+  Composition agent{
+      Ports{paths, logger,    files,   processes,  control, owners, runner, sockets, streams,  running, center,
+            icons, hostNames, bundles, signatures, probe,   files,  users,  reports, "Debian", 501},
+      front.bundle()};
 
   Globals& globals = agent.globals;
   managesocketagent& channel = agent.channel;

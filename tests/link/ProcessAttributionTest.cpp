@@ -54,8 +54,8 @@ TEST(ProcessAttribution, EndingAProcessIsOfferedForTheConsoleUsersProcessesOnly)
 
 TEST(ProcessAttribution, ConnectionEventsUseTheDaemonsPathOnlyForGoneProcesses) {
   test::FakeProcessOwners owners;
-  owners.reports.set(600, report("domain = com.apple.xpc.launchd.domain.pid.Big.400"));
-  owners.reports.set(601, report("domain = com.apple.xpc.launchd.domain.pid.user.400"));
+  owners.reports[600] = report("domain = com.apple.xpc.launchd.domain.pid.Big.400");
+  owners.reports[601] = report("domain = com.apple.xpc.launchd.domain.pid.user.400");
   XPCpid xpc(owners);
   const std::string service = "/A/Big.app/Contents/XPCServices/N.xpc/Contents/MacOS/N";
   const std::map<std::int32_t, std::string> paths{

@@ -177,43 +177,6 @@ TEST(AppLibrary, CleaningAllAsksUnlessToldNotToAndSendsTheDatagram) {
   EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5", "5"}));
 }
 
-TEST(AppLibrary, SwitchingAlertsTurnsMixedAppsAndBack) {
-  LibraryWorld w;
-  auto askPass = w.load("/opt/p", 4, {"@443"});
-  auto askMixed = w.load("/opt/m", 4, {"#_range1:9", "@443"});
-  auto askNone = w.load("/opt/n", 4);
-  auto passMixed = w.load("/opt/x", 2, {"#1.1.1.1", "@2.2.2.2"});
-  auto blockOne = w.load("/opt/y", 3, {"@443"});
-  auto post = [&](const char* name) {
-    w.globals.notificationCenter.post(name);
-    w.settle();
-  };
-  w.globals.enableNotifications = true;
-
-  post("silenceNotifications");
-  EXPECT_FALSE(w.globals.enableNotifications);
-  EXPECT_EQ(askPass->appIsBlockedOrAllowed, 0);
-  EXPECT_TRUE(askPass->appMatches.empty());
-  EXPECT_EQ(askPass->appMatchesBackup, Names{"@443"}) << "only the backup keeps the entries";
-  EXPECT_EQ(askNone->appIsBlockedOrAllowed, 0);
-  EXPECT_EQ(passMixed->appIsBlockedOrAllowed, 2) << "only asking apps change";
-  EXPECT_EQ(w.daemonApps()[1], (DaemonApp{"/opt/m", 2, {"#_range1:9", "@443"}}));
-  const auto sent = w.appLists().size();
-
-  // Coming back needs alerts on: with them off, nothing changes.
-  post("reenableNotifications");
-  EXPECT_EQ(w.appLists().size(), sent);
-  EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 2);
-
-  w.globals.enableNotifications = true;
-  post("reenableNotifications");
-  EXPECT_EQ(askMixed->appIsBlockedOrAllowed, 4) << "both kinds of entry: asks again";
-  EXPECT_EQ(passMixed->appIsBlockedOrAllowed, 4);
-  EXPECT_EQ(blockOne->appIsBlockedOrAllowed, 3) << "one kind only: stays";
-  EXPECT_EQ(askPass->appIsBlockedOrAllowed, 0) << "the backup is not read back";
-  EXPECT_EQ(w.appLists().size(), sent + 1);
-}
-
 TEST(AppLibrary, ExpiryReturnsTheAppToAskingWithAlertsOnAndRemovesItAfterTheSendWithThemOff) {
   LibraryWorld on;
   on.globals.enableNotifications = true;

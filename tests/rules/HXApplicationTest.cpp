@@ -157,14 +157,22 @@ TEST_F(HXApplicationTest, QuietTimeSetsItsFlagAndEndsWithItsTimer) {
   app->setQuiet("pass", 100);
   EXPECT_TRUE(app->appIsQuietPass);
   EXPECT_FALSE(app->appIsQuietBlock);
-  app->setQuiet("other", 100);  // any other text keeps the flags but still starts a timer
+  app->setQuiet("other", 100);  // any other text keeps the flags
   EXPECT_TRUE(app->appIsQuietPass);
-  EXPECT_EQ(loop.timerCount(), 3u);
-  // The first timer was not invalidated by the later calls: it ends quiet time for all.
+  EXPECT_EQ(loop.timerCount(), 1u) << "later starts keep the running timer and add none";
+  // The first timer ends quiet time for all.
   loop.advance(10s);
   EXPECT_FALSE(app->appIsQuietPass);
   EXPECT_FALSE(app->appIsQuietBlock);
   EXPECT_EQ(app->quietTimer, 0u);
+
+  // A quiet time ended early leaves no timer behind to end the next one early.
+  app->setQuiet("pass", 5);
+  app->setQuiet("pass", 10);
+  app->setRule(0);
+  app->setQuiet("block", 10);
+  loop.advance(9s);
+  EXPECT_TRUE(app->appIsQuietBlock);
 }
 
 TEST_F(HXApplicationTest, MatchFiltersActOnTheirArgument) {

@@ -20,7 +20,7 @@ class Console : public ::testing::Test {
   Console() {
     w.files.addFile("/bundle/aggregated/it-aggregated.zone", "151.0.0.0/8\n");
     w.files.addFile("/usr/bin/tool", "binary");
-    w.owners.names.set(1000, "alice");
+    w.owners.names[1000] = "alice";
     w.owners.console = 1000;
     w.agent.flagsController.makeDict();
   }

@@ -95,6 +95,7 @@ int main(int argc, char** argv) {
                             machine.codeSignatures,
                             machine.tcpProbe,
                             machine.directoryListing,
+                            machine.systemUsers,
                             std::cerr,
                             machine.codeSignatures.vendor(),
                             0},

@@ -17,6 +17,7 @@
 #include "platform/linux/LinuxProcessRunner.h"
 #include "platform/linux/LinuxRunningApplications.h"
 #include "platform/linux/LinuxStandardStreams.h"
+#include "platform/linux/LinuxSystemUsers.h"
 #include "platform/linux/LinuxTcpProbe.h"
 #include "platform/linux/LinuxUnixDatagramSockets.h"
 
@@ -42,6 +43,7 @@ struct LinuxSystem {
   DpkgCodeSignatures codeSignatures{processRunner};
   LinuxTcpProbe tcpProbe;
   LinuxDirectoryListing directoryListing;
+  LinuxSystemUsers systemUsers;
 };
 
 }  // namespace halvex

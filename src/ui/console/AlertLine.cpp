@@ -1,6 +1,7 @@
 #include "ui/console/AlertLine.h"
 
 #include <charconv>
+#include <limits>
 #include <vector>
 
 namespace halvex {
@@ -25,12 +26,12 @@ AlertLine invalid(std::string error) {
   return line;
 }
 
-// Whole minutes within the slider's range; nothing for any other text.
-std::optional<std::int64_t> minutes(std::string_view text) {
+// A whole number from `least` to `most`; nothing for any other text.
+std::optional<std::int64_t> wholeNumber(std::string_view text, std::int64_t least, std::int64_t most) {
   std::int64_t value = 0;
   const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  if (value < kMinAnswerMinutes || value > kMaxAnswerMinutes) return std::nullopt;
+  if (value < least || value > most) return std::nullopt;
   return value;
 }
 
@@ -49,6 +50,8 @@ AlertLine parseAlertLine(std::string_view text) {
   if (w[0] == "silence") return alone(AlertLine::Kind::silence);
   if (w[0] == "kill") return alone(AlertLine::Kind::kill);
   if (w[0] == "wait") return alone(AlertLine::Kind::wait);
+  // "signature PATH" is the console's question about any program.
+  if (w[0] == "signature" && w.size() == 1) return alone(AlertLine::Kind::signature);
   if (w[0] != "pass" && w[0] != "block") return line;
 
   line.kind = AlertLine::Kind::answer;
@@ -64,7 +67,7 @@ AlertLine parseAlertLine(std::string_view text) {
         line.answer.duration = AppDuration::forever;
       } else if (w[2] == "login") {
         line.answer.duration = AppDuration::untilLogout;
-      } else if (const auto m = minutes(w[2])) {
+      } else if (const auto m = wholeNumber(w[2], kMinAnswerMinutes, kMaxAnswerMinutes)) {
         line.answer.duration = AppDuration::minutes;
         line.answer.minutes = *m;
       } else {
@@ -76,9 +79,15 @@ AlertLine parseAlertLine(std::string_view text) {
     if (extra(2)) return invalid("'port' takes nothing after it");
     line.answer.scope = AlertScope::port;
   } else if (scope == "address") {
-    if (extra(3) || (w.size() == 3 && w[2] != "quiet")) return invalid("after 'address' only 'quiet'");
+    if (extra(4) || (w.size() >= 3 && w[2] != "quiet")) return invalid("after 'address' only 'quiet [SECONDS]'");
     line.answer.scope = AlertScope::address;
-    line.answer.quiet = w.size() == 3;
+    line.answer.quiet = w.size() >= 3;
+    if (w.size() == 4) {
+      // The longest quiet time is the agent's setting: the answer itself checks against it.
+      const auto seconds = wholeNumber(w[3], 1, std::numeric_limits<std::int64_t>::max());
+      if (!seconds) return invalid("after 'quiet': the seconds, a whole number from 1");
+      line.answer.quietSeconds = *seconds;
+    }
   } else if (scope == "network") {
     if (w.size() != 3) return invalid("'network' takes one network, e.g. network 192.168.1.0/24");
     line.answer.scope = AlertScope::network;

@@ -8,8 +8,12 @@ namespace halvex {
 
 void ConsoleAlertPresenter::show(const std::shared_ptr<HXNotifyWindowController>& alert) {
   const std::string& tag = alert->parameters.tagNotify;
-  const std::string text = printableText(alert->plainText());
-  shownText_[tag] = text;
+  const auto& window = alert->window;
+  // Who asks, in full: the sentence names the program by its short name only.
+  line("[alert " + tag + "] " + printableText(window.processPath.text) + " (pid " + window.processID.text + ")" +
+       printableText(window.viaString));
+  const std::string text = printableText(window.descriptionString.text);
+  shown_[tag] = {text, {}};
   line("[alert " + tag + "] " + text);
   if (prompting_) {
     const auto left = static_cast<long long>(alert->window.timeoutProgress.value);
@@ -20,17 +24,26 @@ void ConsoleAlertPresenter::show(const std::shared_ptr<HXNotifyWindowController>
 
 void ConsoleAlertPresenter::redraw(const HXNotifyWindowController& alert) {
   const std::string& tag = alert.parameters.tagNotify;
-  const std::string text = printableText(alert.plainText());
-  auto& shown = shownText_[tag];
-  if (shown == text) return;
-  shown = text;
+  const auto& window = alert.window;
+  // The signature, once asked for, stands before the sentence, which stays the last line.
+  const std::string signature =
+      window.processSignatureValidity.text.empty()
+          ? std::string()
+          : printableText(window.processSignatureValidity.text + (window.processSignatureAuthor.text.empty()
+                                                                      ? ""
+                                                                      : ", " + window.processSignatureAuthor.text));
+  const std::string text = printableText(window.descriptionString.text);
+  auto& shown = shown_[tag];
+  if (shown.signature != signature) line("[alert " + tag + "] signature: " + signature);
+  if (shown.signature == signature && shown.text == text) return;
+  shown = {text, signature};
   line("[alert " + tag + "] " + text);
 }
 
 void ConsoleAlertPresenter::close(const HXNotifyWindowController& alert, AlertEnding how,
                                   const std::string& replySuffix) {
   const std::string& tag = alert.parameters.tagNotify;
-  shownText_.erase(tag);
+  shown_.erase(tag);
   line("[alert " + tag + "] " + endingName(how) + replySuffix);
 }
 

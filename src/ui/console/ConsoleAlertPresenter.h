@@ -2,7 +2,9 @@
 // The headless face of the alert, on standard output (flushed after each line, so that a script
 // reading it sees it at once) and in the log:
 //
-//   [alert TAG] TEXT                                  when it opens and whenever TEXT changes
+//   [alert TAG] PATH (pid PID)[ via APP]              when it opens
+//   [alert TAG] SENTENCE                              when it opens and whenever SENTENCE changes
+//   [alert TAG] signature: VALIDITY, signed by ...    when the signature asked for is known
 //   [alert TAG] answered|expired|silenced SUFFIX      when it closes; SUFFIX as appended to the reply
 //
 // At a terminal the opening also prompts, with the time left.
@@ -36,7 +38,11 @@ class ConsoleAlertPresenter final : public AlertPresenter {
   const LineLogger& logger_;
   std::FILE* out_;
   bool prompting_ = false;
-  std::map<std::string, std::string> shownText_;
+  struct Shown {
+    std::string text;
+    std::string signature;
+  };
+  std::map<std::string, Shown> shown_;
 };
 
 }  // namespace halvex

@@ -53,6 +53,8 @@ void ConsoleSession::execute(std::string_view text) {
     default: break;
   }
   if (!agent_.alertAnswers.openAlerts().empty()) return answerOldest(parsed);
+  // Asking about the signature is no answer: without an alert it is the command's own question.
+  if (parsed.kind == AlertLine::Kind::signature) return commands_.execute(text);
   if (waiting_.size() >= kMaxWaitingAnswers) {
     line("[alert] no alert is open, and " + std::to_string(kMaxWaitingAnswers) + " answers wait already: refused");
     return;
@@ -95,6 +97,10 @@ void ConsoleSession::answerOldest(const AlertLine& answer) {
       line("[alert " + tag + "] ending process " + std::to_string(alert->parameters.processPid) +
            "; the alert stays open");
       return;
+    case AlertLine::Kind::signature:
+      line("[alert " + tag + "] asking who signed " + printableText(alert->parameters.processName));
+      alert->clickGetSignatureInfo();
+      return;
     case AlertLine::Kind::wait:
       alert->stopAndRestartTimeout();
       line("[alert " + tag + "] " + std::to_string(static_cast<long long>(alert->window.timeoutProgress.value)) +
@@ -124,9 +130,10 @@ void ConsoleSession::status() {
 }
 
 void ConsoleSession::help() {
-  line("[help] pass|block [app [forever|login|MINUTES] | port | address [quiet] | network NET]");
+  line("[help] pass|block [app [forever|login|MINUTES] | port | address [quiet [SECONDS]] | network NET]");
   line("[help]                    answers the oldest open alert (or the next one)");
   line("[help] silence | kill | wait   alerts off and pass / end the process / the full time again");
+  line("[help] signature        who signed the asking program");
   line("[help] alerts on|off      switches alerts");
   line("[help] status             alerts, logging, open alerts, managed apps");
   line("[help] apps               the managed apps, their rules and signatures");
