@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "commands/CommandRunner.h"
-#include "fakes/FakeProcessRunner.h"
+#include "fakes/FakeSystem.h"
 #include "platform/linux/LinuxProcessRunner.h"
 
 namespace halvex {
@@ -32,14 +32,14 @@ TEST(ShellScriptText, ReadsTheCommandAndTheSuffixAndMendsInvalidUtf8) {
   EXPECT_FALSE(parseShellScript("do shell script \"x\" with something else"));
   EXPECT_FALSE(parseShellScript("do shell script \"bad escape \\q\""));
 
-  EXPECT_EQ(toValidUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
-  EXPECT_EQ(toValidUtf8("a\xFF"
-                        "b"),
-            "a\xEF\xBF\xBD"
-            "b");
-  EXPECT_EQ(toValidUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD");                  // overlong
-  EXPECT_EQ(toValidUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // surrogate
-  EXPECT_EQ(toValidUtf8("\xF0\x9F\x98"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");  // cut short
+  // Each byte of a sequence that is not UTF-8 (a stray, overlong, a surrogate, cut short) is mended.
+  const std::string r = "\xEF\xBF\xBD";
+  const std::pair<std::string, std::string> mended[] = {{"caf\xC3\xA9", "caf\xC3\xA9"},
+                                                        {std::string("a\xFF") + "b", "a" + r + "b"},
+                                                        {"\xC0\xAF", r + r},
+                                                        {"\xED\xA0\x80", r + r + r},
+                                                        {"\xF0\x9F\x98", r + r + r}};
+  for (const auto& [text, valid] : mended) EXPECT_EQ(toValidUtf8(text), valid) << text;
 }
 
 TEST(ScriptRunnerContract, FormsRunTheirProgramsAndEveryFailureIsExactlyError) {
@@ -95,18 +95,15 @@ TEST_F(RealRunner, DirectRunnerJoinsErrorTextAndScriptRunnerKeepsTheGrepConventi
   EXPECT_EQ(runner.eseguiShellCommand("/bin/sh", {"-c", "echo out; echo err >&2"}), "out\nerr\n");
   EXPECT_EQ(runner.eseguiShellCommand("/no/such/program", {}), "");
 
+  // What the exit status and the output make of an answer is ScriptRunnerContract's; here, that
+  // the real runner reports them.
   EXPECT_EQ(runner.quietScript("echo hello | /bin/grep nothing"), "ERROR");
   EXPECT_EQ(runner.quietScript("echo hello | /bin/grep hell"), "hello");
-  EXPECT_EQ(runner.quietScript("echo"), "");
   EXPECT_EQ(runner.quietScript("echo only-error >&2"), "") << "standard error is not part of the answer";
-  EXPECT_EQ(runner.quietScript("/no/such/tool"), "ERROR");
   EXPECT_EQ(runner.quietScript("printf %s \\\"a  b\\\""), "a  b") << "the escaped quotes reach the shell";
 
-  // A refused or missing elevation prompt is an error.
+  // A missing elevation prompt is a program that never started.
   CommandRunnerLimits limits;
-  limits.elevator = "/bin/false";
-  CommandRunner refused(processes_, limits);
-  EXPECT_EQ(refused.doAScript("echo should-not-run"), "ERROR");
   limits.elevator = "/no/such/pkexec";
   CommandRunner missing(processes_, limits);
   EXPECT_EQ(missing.doScriptWithAdmin("echo x"), "ERROR");

@@ -14,8 +14,6 @@ namespace halvex::test {
 
 // The configuration's tests work on the holders as the import and export see them.
 struct ConfigurationWorld : World {
-  explicit ConfigurationWorld(std::string resourcesDir = "/res") : World(testEnvironment(std::move(resourcesDir))) {}
-
   std::shared_ptr<HXApplication> addApp(const std::string& name, const std::string& path, std::int64_t state,
                                         std::vector<std::string> matches = {}, bool bundle = false) {
     auto app = HXApplication::initWithAppName(context, name, {name}, bundle, state == 1, path);
@@ -34,17 +32,6 @@ struct ConfigurationWorld : World {
     auto r = std::make_shared<HXManagedRecords>(record, type, rule);
     records.recordsLibrary.push_back(r);
     globals.globalRecordsArray.push_back(r);
-  }
-  std::vector<DistributedNotification> posted(const std::string& name) const {
-    std::vector<DistributedNotification> out;
-    for (const auto& n : center.posted())
-      if (n.name == name) out.push_back(n);
-    return out;
-  }
-  std::vector<std::string> appNames() const {
-    std::vector<std::string> names;
-    for (const auto& a : globals.globalAppsArray) names.push_back(a->appName);
-    return names;
   }
   plist::Value fileValue(const std::string& path) const {
     auto parsed = plist::parse(files.readFile(path).value_or(""));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "configuration/ConfigurationWorld.h"
+#include "configuration/UserDefaults.h"
 
 namespace halvex {
 namespace {
@@ -62,7 +63,7 @@ TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServ
   w.addApp("curl", "/usr/bin/curl", 0);
   prefs.view.manageRoot.state = false;
   prefs.changeManageRoot();
-  const auto root = w.posted("rootPermissions");
+  const auto root = w.center.posted("rootPermissions");
   ASSERT_EQ(root.size(), 1u);
   EXPECT_EQ(root[0].object, "it.dovik");
   EXPECT_EQ(root[0].userInfo, (Dictionary{{"prefsBlockRoot", Value(false)}}));
@@ -77,7 +78,7 @@ TEST_F(PreferencesTest, OptionMessagesCarryTheirSettingAndXpcManagementDropsServ
   EXPECT_EQ(w.apps.appsLibrary.size(), 2u) << "not while an alert is on screen";
   w.globals.notificationOnScreen = false;
   prefs.changeManageXPC();  // which services go is the library's part (LibraryFromOutside)
-  const auto xpc = w.posted("xpcOption");
+  const auto xpc = w.center.posted("xpcOption");
   ASSERT_EQ(xpc.size(), 3u);
   EXPECT_EQ(xpc[0].userInfo, (Dictionary{{"automaticXPC", Value(false)}}));
   EXPECT_EQ(xpc[2].userInfo, (Dictionary{{"automaticXPC", Value(true)}}));
@@ -90,11 +91,11 @@ TEST_F(PreferencesTest, VerifyingSignaturesRefreshesAndResendsUnlessAnAlertIsOpe
   prefs.changeVerifySign();
   w.globals.synchronizedNotification.sync([] {});
   EXPECT_EQ(w.defaults.boolForKey("verifySignatures"), true) << "saved all the same";
-  EXPECT_TRUE(w.posted("newAppListReceived").empty());
+  EXPECT_TRUE(w.center.posted("newAppListReceived").empty());
   w.globals.notificationOnScreen = false;
   prefs.clickVerifySignatureBtn();
   w.globals.synchronizedNotification.sync([] {});
-  EXPECT_EQ(w.posted("newAppListReceived").size(), 1u);
+  EXPECT_EQ(w.center.posted("newAppListReceived").size(), 1u);
 }
 
 TEST_F(PreferencesTest, TheWindowShowsTheSettingsAndItsActionsWriteThemBack) {
@@ -105,9 +106,6 @@ TEST_F(PreferencesTest, TheWindowShowsTheSettingsAndItsActionsWriteThemBack) {
   EXPECT_FALSE(prefs.view.logToFile.enabled) << "logging is off";
   EXPECT_EQ(prefs.view.timeoutMatrix.selectedRow, 1);
   EXPECT_EQ(prefs.view.logFilePathLabel.text, "Log file path: /home/u/.local/state/halvex/halvex.log");
-  prefs.view.segmCtrl = 2;
-  prefs.clickSegmentedControl();
-  EXPECT_EQ(prefs.view.preferencesTabView, 2);
 
   prefs.view.notificationsTimeoutSlider.value = 42.7;
   prefs.changeNotifTimeout();
@@ -135,6 +133,40 @@ TEST_F(PreferencesTest, TheWindowShowsTheSettingsAndItsActionsWriteThemBack) {
   EXPECT_EQ(w.defaults.colorForKey("bgColor"), Color::yellowColor());
   prefs.restoreDefaultNotificationBackgroundColor();
   EXPECT_EQ(prefs.view.colorw.color, UserPreferences::windowBackgroundColor());
+}
+
+constexpr const char* kDefaults = "/home/u/.config/halvex/defaults.plist";
+
+TEST(UserDefaultsTest, ChangesAreWrittenAtOnceAndReadByTheNextStoreAndJunkStartsEmpty) {
+  test::MemoryFiles files;
+  {
+    UserDefaults d(files, kDefaults);
+    EXPECT_FALSE(d.contains("autoUpdate"));
+    d.setBool("autoUpdate", true);
+    d.setInteger("currentTheme", 1);
+    d.setDouble("mainWindowHeight", 612.5);
+    d.setObject("name", plist::Value("x"));
+    d.setColor("color0", Color::rgba(0, 0.8, 0, 1));
+    d.setColor("bgColor", Color::redColor());
+    d.removeObjectForKey("name");
+  }
+  // How colours are stored is checked against a real reader in InteropTest.
+  UserDefaults again(files, kDefaults);
+  EXPECT_EQ(again.boolForKey("autoUpdate"), true);
+  EXPECT_EQ(again.integerForKey("currentTheme"), 1);
+  EXPECT_EQ(again.doubleForKey("mainWindowHeight"), 612.5);
+  EXPECT_FALSE(again.contains("name"));
+  EXPECT_EQ(again.colorForKey("color0"), Color::rgba(0, 0.8, 0, 1));
+  EXPECT_EQ(again.colorForKey("bgColor"), Color::redColor()) << "the system colour's name survives";
+  EXPECT_EQ(again.colorForKey("currentTheme"), std::nullopt);
+  EXPECT_EQ(again.stringForKey("autoUpdate"), std::nullopt);
+
+  // A file that is no dictionary starts an empty database.
+  files.addFile(kDefaults, std::string("not a property list"));
+  UserDefaults d(files, kDefaults);
+  EXPECT_FALSE(d.contains("autoUpdate"));
+  d.setBool("verifySignatures", true);
+  EXPECT_EQ(UserDefaults(files, kDefaults).boolForKey("verifySignatures"), true);
 }
 
 }  // namespace

@@ -40,9 +40,13 @@ class FakeDistributedCenter final : public DistributedNotificationCenter {
     observers_.erase(token);
   }
 
-  std::vector<DistributedNotification> posted() const {
+  // Everything posted, or what was posted under `name`.
+  std::vector<DistributedNotification> posted(const std::string& name = {}) const {
     std::lock_guard lock(mutex_);
-    return posted_;
+    std::vector<DistributedNotification> found;
+    for (const auto& n : posted_)
+      if (name.empty() || n.name == name) found.push_back(n);
+    return found;
   }
   std::vector<std::string> postedNames() const {
     std::vector<std::string> names;

@@ -37,20 +37,20 @@ class FakeSockets final : public UnixDatagramSockets {
     incoming_.push_back(std::move(bytes));
     changed_.notify_all();
   }
-  // Replies sent so far: the text up to each datagram's NUL, and the datagrams' sizes.
-  std::vector<std::string> sentLines() const {
+  // Replies sent so far: whole datagrams, or the text up to each one's NUL.
+  std::vector<std::string> sentDatagrams() const {
     std::lock_guard lock(mutex_);
     return sent_;
+  }
+  std::vector<std::string> sentLines() const {
+    std::vector<std::string> lines;
+    for (const auto& datagram : sentDatagrams()) lines.emplace_back(datagram.c_str());
+    return lines;
   }
   // Forgets the replies so far (a fuzz target's runs would pile them up).
   void forgetSent() {
     std::lock_guard lock(mutex_);
     sent_.clear();
-    sentSizes_.clear();
-  }
-  std::vector<std::size_t> sentSizes() const {
-    std::lock_guard lock(mutex_);
-    return sentSizes_;
   }
 
   int openSocket(int& error) override {
@@ -90,8 +90,7 @@ class FakeSockets final : public UnixDatagramSockets {
       error = sendError;
       return -1;
     }
-    sent_.emplace_back(buffer, ::strnlen(buffer, size));
-    sentSizes_.push_back(size);
+    sent_.emplace_back(buffer, size);
     return static_cast<long>(size);
   }
   bool isNoBufferSpace(int error) const override { return error == kNoBufferSpace; }
@@ -113,7 +112,6 @@ class FakeSockets final : public UnixDatagramSockets {
   std::condition_variable changed_;
   std::deque<std::optional<std::string>> incoming_;
   std::vector<std::string> sent_;
-  std::vector<std::size_t> sentSizes_;
   bool closed_ = false;
 };
 

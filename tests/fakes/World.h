@@ -7,20 +7,16 @@
 #include <cstdio>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "agent/Composition.h"
-#include "fakes/FakeCodeSignatures.h"
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDistributedCenter.h"
-#include "fakes/FakeFileIcons.h"
-#include "fakes/FakeHostNames.h"
-#include "fakes/FakeProcessRunner.h"
-#include "fakes/FakeProcesses.h"
 #include "fakes/FakeSockets.h"
 #include "fakes/FakeSystem.h"
 #include "fakes/FakeSystemUsers.h"
-#include "fakes/FakeTcpProbe.h"
 #include "fakes/MemoryFiles.h"
+#include "rules/HXApplication.h"
 
 namespace halvex::test {
 
@@ -47,6 +43,12 @@ struct World {
   // What the agent printed (the debug lines), and what it logged.
   std::string printed() const { return contents(printFile); }
   std::string logText() const { return contents(logFile); }
+  // The names of the apps in the decision side's mirror of the library, in order.
+  std::vector<std::string> mirrorNames() const {
+    std::vector<std::string> names;
+    for (const auto& app : globals.globalAppsArray) names.push_back(app->appName);
+    return names;
+  }
   static std::string contents(std::FILE* file) {
     std::fflush(file);
     std::rewind(file);

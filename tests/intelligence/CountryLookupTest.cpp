@@ -16,15 +16,11 @@ namespace halvex {
 namespace {
 
 TEST(Ipv4Text, AddressesAndNetworksReadAsTheCLibraryDoes) {
-  // The lenient forms are the rules' reader's (MatchAddressTextTest); here, the byte order.
+  // The lenient forms are the rules' reader's (MatchAddressTextTest); here, the byte order. The
+  // walk that matches and the index that parses networks are compared below, prefix by prefix.
   EXPECT_EQ(parseIpv4Address("192.168.1.7"), 0xC0A80107u);
   EXPECT_EQ(parseIpv4Address("0x7f.1"), 0x7F000001u);
   EXPECT_FALSE(parseIpv4Address("2001:db8::1"));
-
-  EXPECT_TRUE(matchIpv4("192.168.1.7", "192.168.0.0/16"));
-  EXPECT_FALSE(matchIpv4("192.169.1.7", "192.168.0.0/16"));
-  EXPECT_TRUE(matchIpv4("10.0.0.1", "10.0.0.1/32"));
-  EXPECT_FALSE(matchIpv4("10.0.0.1", "10.0.0.2/32"));
   EXPECT_TRUE(matchIpv4("200.1.1.1", "1.2.3.4/0"));
   EXPECT_TRUE(matchIpv4("200.1.1.1", "8.8.8.8/abc")) << "a prefix that is no number reads as 0";
   EXPECT_TRUE(matchIpv4("12.1.1.1", "12.0.0.0/8\r")) << "a stray carriage return is tolerated";
@@ -33,10 +29,9 @@ TEST(Ipv4Text, AddressesAndNetworksReadAsTheCLibraryDoes) {
     EXPECT_FALSE(parseIpv4Network(junk)) << junk;
 }
 
+// Lower-case codes, the zone files', are read through the look-ups below.
 TEST(CountryNames, ByCodeInAnyCase) {
-  EXPECT_EQ(countryName("it"), "Italy");
   EXPECT_EQ(countryName("IT"), "Italy");
-  EXPECT_EQ(countryName("ZZ"), "Unknown");
   EXPECT_FALSE(countryName("xq"));
 }
 
@@ -88,12 +83,7 @@ TEST(CountryIndex, EdgesOfTheAddressSpace) {
 
 class FlagsFixture : public ::testing::Test {
  protected:
-  Paths pathsWith(std::string resources) {
-    PathEnvironment env;
-    env.root = "/root-of-test";
-    env.resourcesDir = std::move(resources);
-    return Paths(env);
-  }
+  Paths pathsWith(std::string resources) { return Paths({"/root-of-test", {}, {}, {}, std::move(resources)}); }
   test::MemoryFiles files_;
 };
 

@@ -29,6 +29,21 @@ class Signatures : public ::testing::Test {
     drain();
     return delivered;
   }
+  // The same for the alert's inspection, whose end is told once, after its last step.
+  std::vector<AlertSignature> inspectAlert() {
+    std::vector<AlertSignature> delivered;
+    int finished = 0;
+    inspector_.inspectForAlert(
+        kApp,
+        [&](const AlertSignature& a) {
+          EXPECT_EQ(finished, 0);
+          delivered.push_back(a);
+        },
+        [&] { ++finished; });
+    drain();
+    EXPECT_EQ(finished, 1);
+    return delivered;
+  }
   void drain() {
     while (w.loop.waitAndRun(std::chrono::milliseconds(200))) {
     }
@@ -39,17 +54,10 @@ class Signatures : public ::testing::Test {
   SignatureInspector& inspector_ = w.agent.signatureInspector;
 };
 
-TEST(SignatureReports, ReadingTheTexts) {
-  EXPECT_TRUE(reportsNotSigned("x: valid on disk\nx: code object is not signed at all\n"));
-  EXPECT_FALSE(reportsNotSigned(""));
-  const std::string description =
-      "Executable=/x\nIdentifier=x\nAuthority=Developer ID Application: Jane Roe (AB12)\nAuthority=Software Signing\n";
-  EXPECT_EQ(firstAuthorityLine(description), "Authority=Developer ID Application: Jane Roe (AB12)");
+// The inspections below read the common reports; these are the edges they do not reach.
+TEST(SignatureReports, AuthorityLinesAreWholeLinesAndTheNameEndsAtTheNextEquals) {
   EXPECT_FALSE(firstAuthorityLine("Identifier=x\n  Authority=indented\n"));
-  EXPECT_EQ(authorityName("Authority=Developer ID Application: Jane Roe (AB12)"), "Jane Roe (AB12)");
-  EXPECT_EQ(authorityName("Authority=a=b"), "a") << "only up to the second '='";
-  EXPECT_TRUE(isPlatformAuthority("Authority=Software Signing"));
-  EXPECT_TRUE(isPlatformAuthority("Authority=Apple Mac OS Application Signing"));
+  EXPECT_EQ(authorityName("Authority=a=b"), "a");
   EXPECT_FALSE(isPlatformAuthority("Authority=Software Signing Ltd"));
 }
 
@@ -63,33 +71,45 @@ TEST_F(Signatures, SwitchedOffOrMissingCountsAsValidWithoutInspecting) {
   EXPECT_EQ(signatures_.calls(), 0);
 }
 
-TEST_F(Signatures, NotSignedWinsOtherwiseTheLeafAuthorityNamesTheSigner) {
-  signatures_.set(kApp, SignatureQuery::verify, "x: invalid\nx: code object is not signed at all\n");
-  SignatureFacts immediate;
-  auto delivered = inspectApp(true, &immediate);
-  EXPECT_EQ(immediate, (SignatureFacts{"", true, true, false})) << "reset while the inspection runs";
-  ASSERT_EQ(delivered.size(), 1u);
-  EXPECT_EQ(delivered.back(), (SignatureFacts{"Binary is not signed", false, true, false}));
-
-  // Otherwise the signer is named by the leaf authority only.
-  signatures_.set(kApp, SignatureQuery::verify, "x: a sealed resource is missing or invalid\n");
-  signatures_.set(kApp, SignatureQuery::describeFull,
-                  "Identifier=x\nAuthority=Developer ID Application: Jane Roe\nAuthority=Software Signing\n");
-  delivered = inspectApp(false);
-  ASSERT_EQ(delivered.size(), 2u);
-  EXPECT_EQ(delivered[0], (SignatureFacts{"", true, false, false}));
-  EXPECT_EQ(delivered[1], (SignatureFacts{"App is signed by Jane Roe", true, false, false}))
-      << "an invalid signature is still described by its signer; the later platform line is ignored";
-
-  signatures_.set(kApp, SignatureQuery::verify, "");
-  signatures_.set(kApp, SignatureQuery::describeFull, "Authority=Software Signing\nAuthority=Root\n");
-  delivered = inspectApp(false);
-  EXPECT_EQ(delivered.back(), (SignatureFacts{"App is signed by Debian", true, true, true}));
-
-  signatures_.set(kApp, SignatureQuery::describeFull, "Identifier=x\n");
-  delivered = inspectApp(false);
-  ASSERT_EQ(delivered.size(), 1u) << "without an authority line the facts stop at validity";
-  EXPECT_EQ(delivered[0], (SignatureFacts{"", true, true, false}));
+// The reports of five programs, read by an app's inspection and by the alert's.
+TEST_F(Signatures, NotSignedWinsOtherwiseTheLeafAuthorityNamesTheSignerOfAppsAndAlerts) {
+  struct Case {
+    const char *verify, *describe;
+    std::vector<SignatureFacts> app;
+    std::vector<AlertSignature> alert;
+  };
+  const SignatureFacts validApp{"", true, true, false};
+  const AlertSignature validAlert{"valid signature", "", false, false, false};
+  const Case cases[] = {{"x: invalid\nx: code object is not signed at all\n",
+                         "Authority=Someone\n",
+                         {{"App is not signed", false, true, false}},
+                         {{"missing signature", "", true, false, false}}},
+                        // An invalid signature is still described by its signer; the later platform line is ignored.
+                        {"x: a sealed resource is missing or invalid\n",
+                         "Identifier=x\nAuthority=Developer ID Application: Jane Roe\nAuthority=Software Signing\n",
+                         {{"", true, false, false}, {"App is signed by Jane Roe", true, false, false}},
+                         {{"invalid signature", "", false, true, false},
+                          {"invalid signature", "signed by Jane Roe", false, true, false}}},
+                        {"",
+                         "Authority=Software Signing\nAuthority=Root\n",
+                         {validApp, {"App is signed by Debian", true, true, true}},
+                         {validAlert, {"valid signature", "signed by Debian", false, false, true}}},
+                        {"",
+                         "Authority=Apple Mac OS Application Signing\n",
+                         {validApp, {"App is signed by Debian", true, true, true}},
+                         {validAlert, {"valid signature", "signed by Debian", false, false, true}}},
+                        // Without an authority line the facts stop at validity.
+                        {"", "Identifier=x\n", {validApp}, {validAlert}}};
+  for (const auto& c : cases) {
+    signatures_.set(kApp, SignatureQuery::verify, c.verify);
+    signatures_.set(kApp, SignatureQuery::describeFull, c.describe);
+    SignatureFacts immediate;
+    EXPECT_EQ(inspectApp(false, &immediate), c.app) << c.verify << c.describe;
+    EXPECT_EQ(immediate, validApp) << "reset while the inspection runs";
+    EXPECT_EQ(inspectAlert(), c.alert) << c.verify << c.describe;
+  }
+  signatures_.set(kApp, SignatureQuery::verify, "x: code object is not signed at all\n");
+  EXPECT_EQ(inspectApp(true).back().appSignatureInfo, "Binary is not signed") << "a binary is named so";
 }
 
 TEST_F(Signatures, PanelShowsBothReportsOrTellsTheFileIsGone) {
@@ -112,36 +132,6 @@ TEST_F(Signatures, PanelShowsBothReportsOrTellsTheFileIsGone) {
   EXPECT_EQ(gone, (SignaturePanel{false, true, "old text", "File not found"}));
   drain();
   EXPECT_EQ(delivered.size(), 1u);
-}
-
-TEST_F(Signatures, AlertLampsFollowTheReports) {
-  auto alertFor = [&](const std::string& verify, const std::string& describe) {
-    signatures_.set("/p", SignatureQuery::verify, verify);
-    signatures_.set("/p", SignatureQuery::describeFull, describe);
-    std::vector<AlertSignature> got;
-    int finished = 0;
-    inspector_.inspectForAlert(
-        "/p",
-        [&](const AlertSignature& a) {
-          EXPECT_EQ(finished, 0);
-          got.push_back(a);
-        },
-        [&] { ++finished; });
-    drain();
-    EXPECT_EQ(finished, 1) << "the end is told once, after the last step";
-    return got;
-  };
-  EXPECT_EQ(alertFor("/p: code object is not signed at all", "Authority=Someone\n"),
-            std::vector<AlertSignature>{(AlertSignature{"missing signature", "", true, false, false})});
-
-  EXPECT_EQ(alertFor("", "Authority=Apple Mac OS Application Signing\n").back(),
-            (AlertSignature{"valid signature", "signed by Debian", false, false, true}));
-
-  const auto invalid = alertFor("modified", "Authority=Developer ID Application: Jane Roe\n");
-  EXPECT_EQ(invalid.front().processSignatureValidity, "invalid signature");
-  EXPECT_EQ(invalid.back(), (AlertSignature{"invalid signature", "signed by Jane Roe", false, true, false}));
-  EXPECT_EQ(alertFor("", "Identifier=x\n"),
-            std::vector<AlertSignature>{(AlertSignature{"valid signature", "", false, false, false})});
 }
 
 // A package world as dpkg and apt describe it: /usr/bin/tool belongs to pkg-a, whose installed

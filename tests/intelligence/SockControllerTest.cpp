@@ -56,8 +56,8 @@ TEST_F(Sock, CheckWhoisIsBoundedAndAlwaysAnnouncesItsEnd) {
   ASSERT_TRUE(w.loop.waitAndRun());
   EXPECT_EQ(sock_.responseString(), "1");
   EXPECT_EQ(posted, 1);
-  EXPECT_EQ(w.probe.lastHost(), "whois.arin.net");
-  EXPECT_EQ(w.probe.lastTimeout(), 5000ms);
+  EXPECT_EQ(w.probe.lastHost, "whois.arin.net");
+  EXPECT_EQ(w.probe.lastTimeout, 5000ms);
 
   w.probe.reachable = true;
   sock_.checkWhois();

@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "configuration/HXPreferences.h"
-#include "configuration/HXPreferencesController.h"
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "management/LibraryWorld.h"
-#include "rules/AppPaths.h"
 
 namespace halvex::test {
 namespace {
@@ -15,32 +17,35 @@ using Apps = std::vector<DaemonApp>;
 constexpr auto kRed = &HXController::makeSelectedAppRed;
 constexpr auto kGreen = &HXController::makeSelectedAppGreen;
 
-TEST(AppLibrary, AppsFromAlertsComeToTheFrontAndBundlesAreOneEntry) {
+// Apps learnt from real requests with alerts off: every request is passed, the list unread (ssh
+// is blocked there); the newest app comes first, a bundle is one entry wherever its copy lies,
+// and a binary is known by its full path only.
+TEST(AppLibrary, LearntAppsComeToTheFrontAndBundlesAreOneEntry) {
   LibraryWorld w;
+  RequestSide side(w);
   w.load("/usr/bin/curl", 0);
-  w.settle();
-  // The alert's steps: make the entry, put it first in the mirror, tell the library.
-  auto learn = [&](const std::string& path) {
-    if (findAppForPath(w.globals.globalAppsArray, path)) return;
-    auto& apps = w.globals.globalAppsArray;
-    apps.insert(apps.begin(), w.controller.generateHXApplication(4, path));
-    w.globals.notificationCenter.post("copyArrayAppLibrary");
-  };
-  learn("/Applications/Foo.app/Contents/MacOS/Foo");
-  learn("/Applications/Foo.app/Contents/Library/Helper");  // the same bundle
-  learn("/Users/u/Copies/Foo.app/Contents/MacOS/Foo");     // another copy: looked up by name
-  learn("/opt/a/tool");
-  learn("/opt/b/tool");  // binaries compare by full path: a second entry of the same name
-  w.settle();
-
-  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "Foo.app", "curl"}));
+  w.load("/usr/bin/ssh", 1);
+  int pid = 500;
+  for (const char* path : {"/Applications/Foo.app/Contents/MacOS/Foo", "/Applications/Foo.app/Contents/Library/Helper",
+                           "/Users/u/Copies/Foo.app/Contents/MacOS/Foo", "/Applications/FooBar.app/Contents/MacOS/Foo",
+                           "/usr/bin/ssh", "/opt/a/tool", "/opt/b/tool"}) {
+    side.request(pid++, path);
+    ASSERT_TRUE(w.loop.waitAndRun());
+    w.settle();
+  }
+  const auto replies = w.sockets.sentLines();
+  EXPECT_EQ(replies.size(), 7u);
+  for (const auto& reply : replies) EXPECT_TRUE(reply.ends_with(" 0 # #")) << reply;
+  EXPECT_TRUE(w.globals.notifyControllers.empty());
+  EXPECT_EQ(w.gridNames(), (Names{"tool", "tool", "FooBar.app", "Foo.app", "curl", "ssh"}));
   EXPECT_EQ(w.controller.appsGrid.selectionIndex, 0u) << "the newest app is selected";
   EXPECT_EQ(w.mirrorNames(), w.gridNames());
 
-  // The next change carries the additions to the daemon in view order.
-  w.act(3, kRed);
-  EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b/tool", "/opt/a/tool", "Foo.app/", "/usr/bin/curl"}));
-  EXPECT_EQ(w.daemonApps().back().state, 1);
+  // The next change carries the additions, passed for ever, to the daemon in view order.
+  w.act(4, kRed);
+  EXPECT_EQ(w.daemonBinaries(),
+            (Names{"/opt/b/tool", "/opt/a/tool", "FooBar.app/", "Foo.app/", "/usr/bin/curl", "/usr/bin/ssh"}));
+  for (const auto& app : w.daemonApps()) EXPECT_EQ(app.state, app.binary.starts_with("/usr/") ? 1 : 0) << app.binary;
 }
 
 TEST(AppLibrary, RuleOfTheSelectedAppChangesAndIsSnapshotted) {
@@ -84,14 +89,15 @@ TEST(AppLibrary, TheLockFlipsPassAndBlockAndAskingAppsByTheirEntries) {
     Names matches;
     std::int64_t flipped;
   };
-  for (const auto& c : std::vector<Case>{{0, {}, 1},
-                                         {2, {"#1.2.3.4"}, 1},
-                                         {1, {}, 0},
-                                         {3, {"@443"}, 0},
-                                         {4, {}, 0},
-                                         {4, {"#_range1:2"}, 2},
-                                         {4, {"@_range1:2", "@443"}, 3},
-                                         {4, {"@443", "#80"}, 2}}) {
+  const Case cases[] = {{0, {}, 1},
+                        {2, {"#1.2.3.4"}, 1},
+                        {1, {}, 0},
+                        {3, {"@443"}, 0},
+                        {4, {}, 0},
+                        {4, {"#_range1:2"}, 2},
+                        {4, {"@_range1:2", "@443"}, 3},
+                        {4, {"@443", "#80"}, 2}};
+  for (const auto& c : cases) {
     LibraryWorld w;
     auto app = w.load("/opt/app", c.state, c.matches);
     w.act(0, &HXController::clickAppLocker);
@@ -121,9 +127,8 @@ TEST(AppLibrary, RemovingAnAppOrTheServicesTakesThemFromViewMirrorAndDaemon) {
   auto b = w.load("/opt/b", 1);
   startTimer(*b, 30);
   // The services go when the preferences turn automatic XPC management on.
-  HXPreferencesController& prefs = w.preferences;
-  prefs.view.managexpc.state = true;
-  prefs.changeManageXPC();
+  w.preferences.view.managexpc.state = true;
+  w.preferences.changeManageXPC();
   w.settle();
   EXPECT_EQ(w.gridNames(), (Names{"A.app", "a", "b"})) << "a bundle path never holds the service's path";
   EXPECT_EQ(w.daemonBinaries(), (Names{"A.app/", "/opt/a", "/opt/b"}));
@@ -140,41 +145,36 @@ TEST(AppLibrary, RemovingAnAppOrTheServicesTakesThemFromViewMirrorAndDaemon) {
 
 TEST(AppLibrary, CleaningAllAsksUnlessToldNotToAndSendsTheDatagram) {
   LibraryWorld w;
-  w.load("/opt/a", 0);
-  w.load("/opt/b", 1);
-  auto clean = [&] {
+  auto clean = [&](std::size_t apps) {
+    for (std::size_t i = 0; i < apps; ++i) w.load("/opt/" + std::to_string(i), 0);
     w.controller.emptyall();
     w.settle();
   };
+  // The sheet's first button without the box cleans and leaves the warning on.
+  w.dialogs.script({1000, false});
+  clean(1);
+  EXPECT_TRUE(w.controller.appsLibrary.empty());
+  EXPECT_FALSE(w.defaults.contains(preferencekeys::kCleaningAllApps));
+  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
 
   // Cancel with the box ticked: nothing cleaned, but the warning is off from now on.
   w.dialogs.script({1001, true});
-  clean();
-  ASSERT_EQ(w.dialogs.shown().size(), 1u);
+  clean(2);
+  ASSERT_EQ(w.dialogs.shown().size(), 2u);
   EXPECT_TRUE(w.controller.appsGrid.mainWindowVisible);
   EXPECT_EQ(w.controller.appsLibrary.size(), 2u);
   EXPECT_EQ(w.defaults.boolForKey(preferencekeys::kCleaningAllApps), true);
-  EXPECT_TRUE(w.sockets.sentLines().empty());
+  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
 
-  clean();
-  EXPECT_EQ(w.dialogs.shown().size(), 1u) << "no second sheet";
+  clean(0);
+  EXPECT_EQ(w.dialogs.shown().size(), 2u) << "no third sheet";
   EXPECT_TRUE(w.controller.appsLibrary.empty());
   EXPECT_TRUE(w.controller.appsGrid.items.empty());
   EXPECT_TRUE(w.globals.globalAppsArray.empty());
-  EXPECT_EQ(w.sockets.sentLines(), Names{"5"});
-  EXPECT_TRUE(w.appLists().empty()) << "the datagram replaces the list";
-  clean();  // an empty list is cleaned the same way
   EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5"}));
-
-  // The sheet's first button without the box cleans and leaves the warning on.
-  LibraryWorld fresh;
-  fresh.load("/opt/a", 0);
-  fresh.dialogs.script({1000, false});
-  fresh.controller.emptyall();
-  fresh.settle();
-  EXPECT_TRUE(fresh.controller.appsLibrary.empty());
-  EXPECT_EQ(fresh.sockets.sentLines(), Names{"5"});
-  EXPECT_FALSE(fresh.defaults.contains(preferencekeys::kCleaningAllApps));
+  EXPECT_TRUE(w.appLists().empty()) << "the datagram replaces the list";
+  clean(0);  // an empty list is cleaned the same way
+  EXPECT_EQ(w.sockets.sentLines(), (Names{"5", "5", "5"}));
 }
 
 TEST(AppLibrary, ExpiryReturnsTheAppToAskingWithAlertsOnAndRemovesItAfterTheSendWithThemOff) {
@@ -257,12 +257,10 @@ TEST(AppLibrary, RulesFromTheLogMakeNewAppsForUnknownPaths) {
     Names matches;
   };
   using enum LogRuleItem;
-  for (const auto& c : std::vector<Case>{{blockAppItem, 1, {}},
-                                         {passAppItem, 0, {}},
-                                         {blockPortItem, 2, {"#53"}},
-                                         {passPortItem, 3, {"@53"}},
-                                         {blockIPItem, 2, {"#10.1.1.1"}},
-                                         {passIPItem, 3, {"@10.1.1.1"}}}) {
+  const Case cases[] = {{blockAppItem, 1, {}},           {passAppItem, 0, {}},
+                        {blockPortItem, 2, {"#53"}},     {passPortItem, 3, {"@53"}},
+                        {blockIPItem, 2, {"#10.1.1.1"}}, {passIPItem, 3, {"@10.1.1.1"}}};
+  for (const auto& c : cases) {
     LibraryWorld w;
     w.load("/opt/known", 0);
     // A service is found by its owner's path.
@@ -332,6 +330,119 @@ TEST(AppLibrary, SelectionFollowsTheNotificationAndTheGrid) {
   w.settle();
   EXPECT_EQ(w.daemonBinaries(), (Names{"/opt/b", "/opt/a"}));
   EXPECT_EQ(w.mirrorNames(), (Names{"a", "b"}));
+}
+
+// Library changes on the main loop race real requests: the reader's hand-over, the intake and the
+// rule check on the synchronised queue, quiet apps answered there (which adds to their entries),
+// alerts answered on the main loop, and the library's snapshot tasks between them. Under
+// ThreadSanitizer this shows the sharing is race-free; in any build, that every request is
+// answered and the mirror and the daemon end holding the library.
+
+TEST(AppLibraryRace, RuleChecksOfRealRequestsAndMainLoopEditsEndConsistent) {
+  LibraryWorld w;
+  RequestSide side(w);
+  side.instant = true;
+  w.globals.enableNotifications = true;
+  // Slow replies keep each check open long enough for edits on the main loop to fall inside it.
+  w.sockets.sendDelay = std::chrono::microseconds(200);
+  // Ten tools of one name: every request for a tool has all of them as candidates (candidates are
+  // found by name), and the even ones' binary fragment "/tool" occurs in every such path, so one
+  // check walks several apps and replies between them while the main loop edits the same apps.
+  constexpr int kTools = 10;
+  const auto toolPath = [](int i) { return "/opt/k" + std::to_string(i) + "/tool"; };
+  for (int i = 0; i < kTools; ++i) {
+    auto app = w.load(toolPath(i), i % 5, {"@10.0.0." + std::to_string(i), "#80", "@192.0.2.0/24", "#198.51.100.0/24"});
+    if (i % 2 == 0) app->appBinaries = {"/tool"};
+  }
+  // Two asking daemons in quiet time: requests no rule of theirs settles add their address.
+  for (const char* kind : {"pass", "block"})
+    w.load(std::string("/opt/q-") + kind + "/daemon", 4, {"#80", "@198.51.100.0/24"})->setQuiet(kind, 3600);
+  w.settle();
+
+  std::atomic<bool> done{false};
+  std::atomic<bool> requesterFinished{false};
+  std::atomic<int> requests{0};
+  std::atomic<int> unanswered{0};
+  std::thread requester([&] {
+    for (int r = 0; !done; ++r) {
+      const auto before = w.sockets.sentLines().size();
+      // Tools in every state, quiet daemons, unknown programs; addresses the rules hold or not.
+      std::string path = toolPath(r % kTools);
+      std::string ip = r % 3 ? "192.0.2.1" : "10.0.0." + std::to_string(r % kTools);
+      if (r % 4 == 2) {
+        path = r % 8 == 2 ? "/opt/q-pass/daemon" : "/opt/q-block/daemon";
+        ip = "203.0.113." + std::to_string(r % 250);
+      } else if (r % 4 == 3) {
+        path = "/usr/bin/other" + std::to_string(r);
+      }
+      side.request(2000 + r, path, ip, r % 5 ? "443" : "80");
+      ++requests;
+      // Until the request has ended: a block behind it runs only once the queue is let go.
+      w.globals.synchronizedNotification.sync([] {});
+      if (w.sockets.sentLines().size() == before) ++unanswered;
+    }
+    requesterFinished = true;
+  });
+
+  // Edits go on until enough requests have been decided between them.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  for (int round = 0; (round < 300 || requests < 200) && std::chrono::steady_clock::now() < deadline; ++round) {
+    const auto count = w.controller.appsGrid.items.size();
+    w.select(static_cast<std::size_t>(round) % std::max<std::size_t>(count, 1));
+    switch (round % 10) {
+      case 0: w.controller.makeSelectedAppGreen(); break;
+      case 1: w.controller.makeSelectedAppRed(); break;
+      case 2: w.controller.makeSelectedAppYellow(); break;
+      case 3: w.controller.clickAppLocker(); break;
+      case 4:
+        w.drag.dragKind = "reorderapps";
+        w.controller.acceptDrop(static_cast<std::size_t>(round * 7) % (count + 1));
+        break;
+      case 5:
+        // Entries added to a known app in place, the way the rule check reads them.
+        w.controller.setAppRuleFromLogs(LogRuleItem::passIPItem, {{toolPath(round % kTools), "", "", "10.9.9.9", 443}});
+        break;
+      case 6:
+        w.controller.setAppRuleFromLogs(LogRuleItem::blockIPItem,
+                                        {{"/opt/new" + std::to_string(round), "", "", "192.0.2.1", 443}});
+        break;
+      case 7: w.controller.removeApp(); break;
+      case 8:
+        w.globals.notificationCenter.post("expireApp",
+                                          plist::Dictionary{{"appName", plist::Value(round % 20 ? "tool" : "daemon")}});
+        break;
+      case 9:
+        // The selected app asks again, in quiet time, as after an alert's quiet choice.
+        w.controller.makeSelectedAppYellow();
+        if (auto selected = w.controller.appsLibraryController.selectedObjects(); !selected.empty())
+          selected.front()->setQuiet("pass", 3600);
+        break;
+    }
+    // Every app's entries are read, as the switch of alerts does.
+    w.controller.turnAllAppsWithMatchesFromGreenToYellow();
+    // A short backlog on the queue, so that requests are decided between the edits rather than
+    // after all of them.
+    for (w.loop.runPending();
+         w.globals.synchronizedNotification.pendingCount() > 4 && std::chrono::steady_clock::now() < deadline;
+         w.loop.runPending())
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
+  done = true;
+  // The last request may still wait for its alert, which the main loop answers.
+  while (!requesterFinished) w.loop.runPending();
+  requester.join();
+  w.settle();
+  w.act(0, &HXController::makeSelectedAppGreen);  // one last change: its snapshot is the final word
+
+  EXPECT_GT(requests.load(), 0);
+  EXPECT_EQ(unanswered.load(), 0) << "every request got its reply";
+  EXPECT_GT(side.shown.load(), 0) << "unknown programs went to the alert";
+  EXPECT_TRUE(w.globals.notifyControllers.empty());
+  EXPECT_EQ(w.globals.synchronizedNotification.suspendCount(), 0) << "every request let the queue go";
+  EXPECT_EQ(w.globals.globalAppsArray, w.controller.appsLibrary) << "the mirror holds the library's objects in order";
+  EXPECT_EQ(w.daemonBinaries(),
+            w.collect(w.controller.appsLibrary, [](const auto& a) { return a->appBinaries.front(); }));
+  EXPECT_EQ(w.gridNames().size(), w.controller.appsLibrary.size());
 }
 
 }  // namespace

@@ -11,8 +11,7 @@
 #include <functional>
 #include <thread>
 
-#include "configuration/HXPreferences.h"
-#include "management/RequestSide.h"
+#include "management/LibraryWorld.h"
 
 namespace halvex::test {
 namespace {
@@ -77,26 +76,20 @@ TEST(LibraryFromOutside, ImportsOnTheQueueRaceNoRedrawOfTheGrid) {
 void exportAndImportEveryWay(LibraryWorld& w) {
   auto& c = w.configuration;
   const std::string conf = c.confPath();
-  const std::function<void()> actions[] = {
-      [&] {
-        w.dialogs.panelAnswer = "/out/plain";
-        c.exportConfToFile();
-      },
-      [&] {
-        w.dialogs.panelAnswer = "/out/encoded";
-        c.exportEncodedConfToFile();
-      },
-      [&] { c.exportConf("/out/direct", true, false, false); },
-      [&] {
-        w.dialogs.panelAnswer = conf;
-        c.importConfFromFile();
-      },
-      [&] { c.importEncodedConfFromFile(); },
-      [&] {
-        w.globals.notificationCenter.post("loadCustomPreset", {{"presetPath", plist::Value(conf)}});
-      },
-      [&] { c.importConf(conf, true); }};
-  for (const auto& action : actions) {
+  // Each action with the path its file panel answers.
+  const std::pair<std::string, std::function<void()>> actions[] = {
+      {"/out/plain", [&] { c.exportConfToFile(); }},
+      {"/out/encoded", [&] { c.exportEncodedConfToFile(); }},
+      {"", [&] { c.exportConf("/out/direct", true, false, false); }},
+      {conf, [&] { c.importConfFromFile(); }},
+      {conf, [&] { c.importEncodedConfFromFile(); }},
+      {"",
+       [&] {
+         w.globals.notificationCenter.post("loadCustomPreset", {{"presetPath", plist::Value(conf)}});
+       }},
+      {"", [&] { c.importConf(conf, true); }}};
+  for (const auto& [panel, action] : actions) {
+    w.dialogs.panelAnswer = panel;
     std::atomic<bool> returned{false};
     std::thread watchdog([&] {
       for (int i = 0; i < 500 && !returned; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));

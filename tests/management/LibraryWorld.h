@@ -1,11 +1,12 @@
 #pragma once
-// One agent in memory (see World), with the helpers the app library's tests share.
+// One agent in memory (see World), with the helpers the app library's tests share and its
+// request side.
 
+#include <atomic>
 #include <string>
 #include <vector>
 
 #include "fakes/World.h"
-#include "rules/HXApplication.h"
 
 namespace halvex::test {
 
@@ -47,12 +48,7 @@ struct LibraryWorld : World {
     settle();
   }
 
-  std::vector<DistributedNotification> appLists() const {
-    std::vector<DistributedNotification> lists;
-    for (const auto& n : center.posted())
-      if (n.name == "newAppListReceived") lists.push_back(n);
-    return lists;
-  }
+  std::vector<DistributedNotification> appLists() const { return center.posted("newAppListReceived"); }
   // The apps of the last list the daemon received.
   std::vector<DaemonApp> daemonApps() const {
     std::vector<DaemonApp> apps;
@@ -76,9 +72,6 @@ struct LibraryWorld : World {
   Names daemonBinaries() const {
     return collect(daemonApps(), [](const auto& a) { return a.binary; });
   }
-  Names mirrorNames() const {
-    return collect(globals.globalAppsArray, [](const auto& a) { return a->appName; });
-  }
   Names gridNames() const {
     return collect(controller.appsGrid.items, [](const auto& i) { return i.appName; });
   }
@@ -91,5 +84,33 @@ inline void startTimer(HXApplication& app, double seconds) {
   app.setAppTimer(seconds);
   app.appHasTimer = true;
 }
+
+// The request side of the agent: requests handed in as the reader thread hands them in, and alerts
+// that the test answers through the alert's entry point (or that answer themselves at once, as a
+// quick user would).
+struct RequestSide {
+  explicit RequestSide(LibraryWorld& world) : w(world) {
+    w.alerts.onShow = [this](const Alert& alert) {
+      ++shown;
+      if (instant) w.agent.alertAnswers.answer(alert.tag(), AlertAnswer{});
+    };
+  }
+  ~RequestSide() { w.alerts.onShow = nullptr; }
+
+  // A request from process `pid` running `path`, as the reader thread hands it to the queue.
+  void request(int pid, const std::string& path, const std::string& ip = "192.0.2.1", const std::string& port = "443") {
+    w.processes.add(pid, path, 501);
+    w.agent.bridge.readRequest("t " + ip + " " + port + " " + std::to_string(pid) + " TCP 4 0");
+  }
+  // Answers the oldest open alert (pass, the app for ever); false when none is open.
+  bool answerOpen() {
+    const auto open = w.agent.alertAnswers.openAlerts();
+    return !open.empty() && w.agent.alertAnswers.answer(open.front(), AlertAnswer{}).answered;
+  }
+
+  LibraryWorld& w;
+  bool instant = false;
+  std::atomic<int> shown{0};
+};
 
 }  // namespace halvex::test

@@ -1,18 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <iterator>
-#include <tuple>
 #include <vector>
 
 #include "rules/AddressText.h"
 #include "rules/DVMatchIP.h"
 #include "rules/DVValidateIP.h"
+#include "rules/NumericAddress.h"
 
 namespace halvex {
 namespace {
 
 using addr::Ipv4Bytes;
+using namespace std::string_literals;
 
 // A network with the addresses it takes and those it refuses.
 struct MatchCase {
@@ -27,6 +26,7 @@ TEST(DVMatchIPTest, Ipv4MatchesUnderTheMaskReadingAddressesLeniently) {
       {"10.1.0.0/20", {"10.1.15.255"}, {"10.1.16.0"}},  // a partial byte
       {"0.0.0.0/1", {"127.255.0.1"}, {"128.0.0.1"}},
       {"10.0.0.0/24abc", {"10.0.0.9"}, {"10.0.1.9"}},  // the prefix is read up to its first non-digit
+      {"10.0.0.0/ +7x", {"11.1.1.1"}, {"12.0.0.1"}},   // after blanks and a sign
       // Addresses are read as the C library reads them: short, octal, hexadecimal, one number.
       {"10.0.0.1/32", {"10.0.0.1", "10.1", "167772161"}, {"10.0.0.2"}},
       {"8.0.0.0/8", {"010.0.0.1"}, {}},
@@ -34,11 +34,6 @@ TEST(DVMatchIPTest, Ipv4MatchesUnderTheMaskReadingAddressesLeniently) {
       {"127.0.0.0/8", {"0x7f.1"}, {}},
       // Unreadable input is a failed match.
       {"0.0.0.0/0", {}, {"not-an-address", ""}},
-      {"10.0.0.0/33", {}, {"10.0.0.1"}},
-      {"10.0.0.0/-1", {}, {"10.0.0.1"}},
-      {"10.0.0.0/99999999999", {}, {"10.0.0.1"}},
-      {"ten/0", {}, {"10.0.0.1"}},
-      {"10.0.0.1", {}, {"10.0.0.1"}},  // no "/"
       // A zero or non-numeric prefix matches everything.
       {"1.2.3.4/0", {"8.8.8.8", "255.255.255.255", "0.0.0.0"}, {}},
       {"8.8.8.8/abc", {"10.0.0.1", "255.255.255.255"}, {}},
@@ -49,6 +44,8 @@ TEST(DVMatchIPTest, Ipv4MatchesUnderTheMaskReadingAddressesLeniently) {
     for (const char* a : c.in) EXPECT_TRUE(m.matchIP(a, c.network)) << a << " in " << c.network;
     for (const char* a : c.out) EXPECT_FALSE(m.matchIP(a, c.network)) << a << " in " << c.network;
   }
+  for (const char* network : {"10.0.0.0/33", "10.0.0.0/-1", "10.0.0.0/99999999999", "ten/0", "10.0.0.1"})
+    EXPECT_FALSE(m.matchIP("10.0.0.1", network)) << network;  // no "/" in the last
 }
 
 TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
@@ -57,6 +54,12 @@ TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
       {"fc00::/7", {"fd12::1"}, {"fe00::1"}},
       {"2001:db8::/48", {"2001:db8:0:0:1::"}, {"2001:db9::", "10.0.0.1"}},
       {"2001:db8::5", {"2001:db8::5"}, {"2001:db8::6"}},  // no "/": all 128 bits
+      // An abbreviated network: the groups given, up to the prefix, whatever it is.
+      {"2001:db8/32", {"2001:db8:1::1"}, {"2001:db9::1"}},
+      {"2001:db8/17", {"2001:7fff::"}, {"2001:8000::"}},
+      {"1::2:/64", {"1:0:0:2::9"}, {"1::2:0:0:9", "1::9"}},
+      {"ffff::/10", {"ffc0::1"}, {"ff80::1"}},
+      {"::ffff:1.2.3.4/120", {"::ffff:1.2.3.200"}, {"::ffff:1.2.4.4"}},
       // A whole address before the prefix is that address, bits past the prefix ignored.
       {"2001:db8::/32", {"2001:db8::1"}, {"2a00::1"}},
       {"2001:db8::1/32", {"2001:db8:ffff::1"}, {}},
@@ -79,11 +82,12 @@ TEST(DVMatchIPTest, Ipv6ComparesOnlyThePrefixBits) {
 TEST(DVMatchIPTest, CidrValidationTakesWhatTheNetworkReadersTake) {
   DVMatchIP m;
   // Abbreviated, without "/", hexadecimal.
-  for (const char* good : {"10.0.0.0/8", "10/8", "192.168.1.5", "0x0a/8"})
+  for (const char* good : {"10.0.0.0/8", "10/8", "192.168.1.5", "0x0a/8", "172.16", "224.1.2.3", "10.20.0.0/14"})
     EXPECT_TRUE(m.validateIPV4cidr(good)) << good;
-  for (const char* bad : {"10.0.0.0/33", "256.0.0.0/8", "1.2.3.4.5", "10.0.0.0/8x", "host/8", ""})
+  for (const char* bad : {"10.0.0.0/33", "256.0.0.0/8", "1.2.3.4.5", "10.0.0.0/8x", "host/8", "", "1/99999999999"})
     EXPECT_FALSE(m.validateIPV4cidr(bad)) << bad;
-  for (const char* good : {"fe80::/10", "::/0", "2001:db8::1", "::ffff:10.0.0.1", "2001:db8::/32", "::ffff:1.2.3.4/96"})
+  for (const char* good :
+       {"fe80::/10", "::/0", "2001:db8::1", "::ffff:10.0.0.1", "2001:db8::/32", "::ffff:1.2.3.4/96", "2001:db8/32"})
     EXPECT_TRUE(m.validateIPV6cidr(good)) << good;
   // "/010": a leading zero in the length is refused.
   for (const char* bad : {"zz::/10", "fe80::/129", "fe80::/010", "fe80::/", "1:2:3:4:5:6:7:8:9", "1::2::3", "10.0.0.1",
@@ -117,57 +121,22 @@ TEST(MatchAddressTextTest, InetAtonReadsShortOctalAndHexForms) {
   }
 }
 
-TEST(MatchAddressTextTest, NetworkReadersAnswerTheNumberOfBits) {
-  std::uint8_t v4[4] = {};
-  // Classes A, B and C; an address widened to the bytes given; multicast keeps its 4 bits; class E padded.
-  const std::pair<const char*, int> bits4[] = {
-      {"10/8", 8},         {"10", 8},        {"172.16", 16}, {"192.168.1", 24},
-      {"192.168.1.5", 32}, {"224.1.2.3", 4}, {"240.1", 32},  {"1/99999999999", -1}};
-  for (const auto& [text, bits] : bits4) EXPECT_EQ(addr::inetNetPton4(text, v4, 4), bits) << text;
-  EXPECT_EQ(addr::inetNetPton4("10.20.0.0/14", v4, 4), 14);
-  EXPECT_EQ(v4[1], 20);
-  EXPECT_EQ(addr::inetNetPton4("10/24", v4, 4), 24);  // padded with zero bytes
-  EXPECT_EQ(v4[2], 0);
+TEST(NumericAddress, OneAddressInItsCanonicalTextOrNothing) {
+  const std::pair<std::string, std::string> canonical[] = {
+      {"192.0.2.1", "192.0.2.1"},
+      {"2001:DB8:0:0:0:0:0:1", "2001:db8::1"},
+      {"::", "::"},
+      {"fe80::", "fe80::"},
+      {"2001:db8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},      // the first of two equal runs
+      {"2001:0db8:0:1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},  // a single zero group stays
+      {"1:0:0:2:0:0:0:3", "1:0:0:2::3"},
+      {"::FFFF:10.0.0.1", "::ffff:10.0.0.1"},
+      {"::ffff:a00:1", "::ffff:10.0.0.1"}};
+  for (const auto& [text, expected] : canonical) EXPECT_EQ(numericAddress(text), expected) << text;
 
-  std::uint8_t v6[16] = {};
-  EXPECT_EQ(addr::inetNetPton6("fe80::/10", v6, 16), 10);
-  EXPECT_EQ(v6[0], 0xfe);
-  EXPECT_EQ(v6[1], 0x80);
-  EXPECT_EQ(addr::inetNetPton6("::/0", v6, 16), 0);
-  EXPECT_EQ(addr::inetNetPton6("2001:db8::1", v6, 16), 128);
-  EXPECT_EQ(v6[15], 1);
-  EXPECT_EQ(addr::inetNetPton6("::ffff:1.2.3.4/120", v6, 16), 120);
-  EXPECT_EQ(v6[12], 1);
-  EXPECT_EQ(addr::inetNetPton6("2001:db8/32", v6, 16), 32);
-  // A whole address fills up to 128 bits, the abbreviated form up to the prefix. The bytes under
-  // the prefix are written as the text gave them, bits past the prefix included; none past them.
-  const std::tuple<const char*, int, std::vector<std::uint8_t>> prefixes[] = {
-      {"2001:db8::/32", 32, {0x20, 0x01, 0x0d, 0xb8}},
-      {"fe80::1/64", 64, {0xfe, 0x80, 0, 0, 0, 0, 0, 0}},
-      {"1::2:/64", 64, {0, 1, 0, 0, 0, 0, 0, 2}},
-      {"ffff::/10", 10, {0xff, 0xff}},
-      {"2001:db8/17", 17, {0x20, 0x01, 0x0d}}};
-  for (const auto& [text, bits, bytes] : prefixes) {
-    std::fill(std::begin(v6), std::end(v6), 0xaa);
-    EXPECT_EQ(addr::inetNetPton6(text, v6, 16), bits) << text;
-    EXPECT_EQ(std::vector(v6, v6 + bytes.size()), bytes) << text;
-    EXPECT_EQ(v6[bytes.size()], 0xaa) << text;
-  }
-  // The bytes under the prefix are all that is written.
-  std::uint8_t small[2] = {};
-  EXPECT_EQ(addr::inetNetPton6("fe80::/10", small, 2), 10);
-  EXPECT_EQ(addr::inetNetPton6("fe80::/24", small, 2), -1);
-}
-
-TEST(MatchAddressTextTest, IntValueReadsLeadingDigitsOnly) {
-  const std::pair<const char*, int> values[] = {{"24", 24},
-                                                {"  +7x", 7},
-                                                {"-3", -3},
-                                                {"abc", 0},
-                                                {"", 0},
-                                                {"99999999999", 2147483647},
-                                                {"-99999999999", -2147483647 - 1}};
-  for (const auto& [text, value] : values) EXPECT_EQ(addr::intValue(text), value) << text;
+  for (const std::string& text : {""s, "10.1"s, "010.0.0.1"s, " 1.2.3.4"s, "1.2.3.4\0; reboot"s, "fe80::1%eth0"s,
+                                  "[::1]"s, "1.2.3.0/24"s, "face"s, "::::"s, "1:2:3:4:5:6:7:8:9"s, "256.1.1.1"s})
+    EXPECT_FALSE(numericAddress(text)) << text;
 }
 
 }  // namespace
