@@ -1,5 +1,6 @@
 #include "decision/HXNotifyWindowController.h"
 
+#include <array>
 #include <mutex>
 
 #include "decision/AlertAnswers.h"
@@ -99,9 +100,13 @@ void HXNotifyWindowController::finishAlert(AlertEnding how) {
 }
 
 void HXNotifyWindowController::updateDescription() {
-  window.descriptionString = generateAttributedDescriptionWithProc(window.attributedAppName, window.attributedProtocol,
-                                                                   window.attributedAddress, window.attributedPort,
-                                                                   window.attributedUser, window.attributedNation);
+  // Most redraws are the time bar's ticks: the sentence is built again only when a field changed.
+  std::array<std::string, 6> fields{window.attributedAppName, window.attributedProtocol, window.attributedAddress,
+                                    window.attributedPort,    window.attributedUser,     window.attributedNation};
+  if (fields == describedFields_ && !window.descriptionString.empty()) return;
+  window.descriptionString =
+      generateAttributedDescriptionWithProc(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]);
+  describedFields_ = std::move(fields);
 }
 
 void HXNotifyWindowController::refresh() {

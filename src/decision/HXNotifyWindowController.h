@@ -5,6 +5,7 @@
 // then lets the next request in by resuming the synchronised queue. The alert's controls are
 // plain view state (`window`); its actions are the operations below, on the main loop.
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -166,6 +167,8 @@ class HXNotifyWindowController : public std::enable_shared_from_this<HXNotifyWin
   MainLoop::TimerId indicatorTimer_ = 0;
   MainLoop::TimerId managerTimer_ = 0;
   std::string lastReplySuffix_;
+  // The fields the sentence was last built from.
+  std::array<std::string, 6> describedFields_;
   // Found on the queue before the alert opens.
   std::string userName_;
   bool consoleUsersProcess_ = false;
