@@ -1,245 +1,220 @@
+// The alert from its opening to its one ending: the decision each scope makes, how long an app
+// verdict holds, quiet time, the controls and their texts, the timers, and alerts switched off and
+// on around it.
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <cmath>
 
-#include "link/ChannelWorld.h"
-#include "rules/AppPaths.h"
-#include "rules/GenerateHXApplication.h"
-#include "rules/HXApplication.h"
+#include "decision/AlertWorld.h"
 
 using namespace halvex;
 using namespace halvex::test;
 using namespace std::chrono_literals;
 
-namespace {
-
-using Texts = std::vector<std::string>;
-
-class AlertTest : public ::testing::Test {
- protected:
-  AlertTest() {
-    world.globals.enableNotifications = true;
-    world.processes.add(300, "/usr/bin/curl", 501);
-    for (const char* name : {"copyArrayAppLibrary", "sendConfiguration", "expireApp", "silenceNotifications"})
-      world.globals.notificationCenter.addObserver(name, [this, name](const Notification&) { posted.push_back(name); });
-  }
-
-  // A known app whose own entries settle nothing: its binary is listed elsewhere, so the check
-  // walks none of them and only the alert can repeat one.
-  std::shared_ptr<HXApplication> known(std::int64_t state, Texts matches) {
-    auto app = generateHXApplication(world.context, state, "/usr/bin/curl");
-    app->appMatches = std::move(matches);
-    app->appBinaries = {"/elsewhere/curl"};
-    world.globals.globalAppsArray.push_back(app);
-    return app;
-  }
-  // Opens an alert for curl asking `address` port 443; answers its controller.
-  HXNotifyWindowController& open(const std::string& address = "192.0.2.1") {
-    line = "t " + address + " 443 300 TCP 4 0";
-    world.intake(line);
-    world.loop.runPending();
-    alert = world.agent.alertAnswers.find(tag());
-    EXPECT_TRUE(alert) << "an alert is open";
-    return *alert;
-  }
-  std::string openAndAnswer(const AlertAnswer& answer) {
-    open();
-    const auto before = world.sockets.sentLines().size();
-    EXPECT_TRUE(world.agent.alertAnswers.answer(tag(), answer).answered);
-    return lastSuffix(before);
-  }
-  std::string lastSuffix(std::size_t before) const {
-    const auto sent = world.sockets.sentLines();
-    return sent.size() == before + 1 ? sent.back().substr(line.size()) : "no single reply";
-  }
-  std::string tag() const { return std::to_string(world.globals.requestCounter); }
-  std::shared_ptr<HXApplication> curl() const { return findAppForPath(world.globals.globalAppsArray, "/usr/bin/curl"); }
-  void expectIdle() const {
-    EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 0);
-    EXPECT_FALSE(world.globals.notificationOnScreen);
-    EXPECT_TRUE(world.agent.alertAnswers.openAlerts().empty());
-  }
-  // The library ends a timed rule on the synchronised queue: the next request waits for it.
-  void settle() {
-    world.globals.synchronizedNotification.sync([] {});
-    world.loop.runPending();
-  }
-  static AlertAnswer make(bool pass, std::optional<AlertScope> scope = {}, std::string network = {}) {
-    AlertAnswer a;
-    a.pass = pass;
-    a.scope = scope;
-    a.network = std::move(network);
-    return a;
-  }
-
-  std::string line;
-  ChannelWorld world;
-  std::shared_ptr<HXNotifyWindowController> alert;
-  Texts posted;
-};
-
-}  // namespace
-
-TEST_F(AlertTest, EachScopeRepliesFirstThenMakesItsRuleAsTheDecisionTableSays) {
+TEST(Alert, EachScopeRepliesFirstThenMakesItsRuleAsTheDecisionTableSays) {
+  using enum AlertScope;
+  constexpr std::int64_t kNew = -1;
+  const Texts lib{"copyArrayAppLibrary"}, libSent{"copyArrayAppLibrary", "sendConfiguration"};
   struct Row {
     const char* what;
     AlertAnswer answer;
-    std::optional<std::int64_t> knownState;  // none: a new app
+    std::int64_t knownState;  // kNew: curl is not known
     Texts knownMatches;
     std::string suffix;
     std::int64_t stateAfter;
-    Texts matchesAfter;
-    Texts notifications;
+    Texts matchesAfter, notifications;
   };
   const Row rows[] = {
-      {"new app passed", make(true), std::nullopt, {}, " 0 # #", 0, {}, {"copyArrayAppLibrary"}},
-      {"known app blocked: entries wiped", make(false, AlertScope::app), 4, {"@22"}, " 1 # #", 1, {}, {}},
-      {"new app, port",
-       make(false, AlertScope::port),
-       std::nullopt,
-       {},
-       " 4 1 1",
-       4,
-       {"#443"},
-       {"copyArrayAppLibrary"}},
-      {"known app, port to the front", make(true, AlertScope::port), 4, {"@22"}, " 4 1 0", 4, {"@443", "@22"}, {}},
-      {"known app, port repeated", make(true, AlertScope::port), 4, {"@443"}, " 4 1 0", 4, {"@443"}, {}},
-      {"new app, address",
-       make(true, AlertScope::address),
-       std::nullopt,
-       {},
-       " 4 0 0",
-       4,
-       {"@192.0.2.1"},
-       {"copyArrayAppLibrary", "sendConfiguration"}},
-      {"known app in state 0, address to the end",
-       make(false, AlertScope::address),
-       0,
-       {"@10.0.0.1"},
-       " 4 0 1",
-       0,
-       {"@10.0.0.1", "#192.0.2.1"},
-       {}},
-      {"known app, address repeated",
-       make(false, AlertScope::address),
-       4,
-       {"#192.0.2.1"},
-       " 4 0 1",
-       4,
-       {"#192.0.2.1"},
-       {}},
-      {"new app, offered network by prefix",
-       make(true, AlertScope::network, "/16"),
-       std::nullopt,
-       {},
-       " 4 0 0",
-       4,
-       {"@192.0.0.0/16"},
-       {"copyArrayAppLibrary", "sendConfiguration"}},
-      {"known app, network repeated: still written",
-       make(false, AlertScope::network, "192.0.2.0/24"),
-       4,
-       {"#192.0.2.0/24"},
-       " 4 0 1",
-       4,
-       {"#192.0.2.0/24"},
-       {"sendConfiguration"}},
+      {"new app passed", answer(true), kNew, texts(), " 0 # #", 0, texts(), lib},
+      {"known app blocked: entries wiped", answer(false, app), 4, texts("@22"), " 1 # #", 1, texts(), texts()},
+      {"new app, port", answer(false, port), kNew, texts(), " 4 1 1", 4, texts("#443"), lib},
+      {"known app, port to the front", answer(true, port), 4, texts("@22"), " 4 1 0", 4, texts("@443", "@22"), texts()},
+      {"known app, port repeated", answer(true, port), 4, texts("@443"), " 4 1 0", 4, texts("@443"), texts()},
+      {"new app, address", answer(true, address), kNew, texts(), " 4 0 0", 4, texts("@192.0.2.1"), libSent},
+      {"known app in state 0, address to the end", answer(false, address), 0, texts("@10.0.0.1"), " 4 0 1", 0,
+       texts("@10.0.0.1", "#192.0.2.1"), texts()},
+      {"known app, address repeated", answer(false, address), 4, texts("#192.0.2.1"), " 4 0 1", 4, texts("#192.0.2.1"),
+       texts()},
+      {"new app, offered network by prefix", answer(true, network, "/16"), kNew, texts(), " 4 0 0", 4,
+       texts("@192.0.0.0/16"), libSent},
+      {"known app, network repeated: still written", answer(false, network, "192.0.2.0/24"), 4, texts("#192.0.2.0/24"),
+       " 4 0 1", 4, texts("#192.0.2.0/24"), texts("sendConfiguration")},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
-    world.globals.globalAppsArray.clear();
-    posted.clear();
-    if (row.knownState) known(*row.knownState, row.knownMatches);
-    EXPECT_EQ(openAndAnswer(row.answer), row.suffix);
-    ASSERT_TRUE(curl());
-    EXPECT_EQ(curl()->appIsBlockedOrAllowed, row.stateAfter);
-    EXPECT_EQ(curl()->appMatches, row.matchesAfter);
-    EXPECT_EQ(posted, row.notifications);
-    expectIdle();
-    EXPECT_EQ(world.alerts.closed.back(), tag() + " answered" + row.suffix);
+    AlertWorld w;
+    // Its binary listed elsewhere: the check walks none of its entries, and only the alert can
+    // repeat one.
+    if (row.knownState != kNew) w.load(kCurl, row.knownState, row.knownMatches)->appBinaries = {"/elsewhere/curl"};
+    w.open();
+    EXPECT_EQ(w.reply(row.answer), row.suffix);
+    ASSERT_TRUE(w.curl());
+    EXPECT_EQ(w.curl()->appIsBlockedOrAllowed, row.stateAfter);
+    EXPECT_EQ(w.curl()->appMatches, row.matchesAfter);
+    EXPECT_EQ(w.posted, row.notifications);
+    w.expectIdle();
+    EXPECT_EQ(w.alerts.closed, Texts{w.tag() + " answered" + row.suffix});
   }
 }
 
-TEST_F(AlertTest, TheTimeItemDecidesHowLongAnAppVerdictHoldsAndTheButtonsSayIt) {
-  auto& a = open();
+// An app verdict holds to its last second, then the app asks again in state four with no timer
+// left behind; without an end it stays, kept out of snapshots when it lasts until logout.
+TEST(Alert, EachLimitOfAnAppVerdictEndsOnlyWhenItShouldAndTheAppThenAsksAgainInStateFour) {
+  struct Row {
+    const char* what;
+    std::optional<AppDuration> duration;  // none: nobody answers, the alert expires
+    bool pass;
+    Texts knownEntries;                         // curl known in state 4 with these, or new when empty
+    std::optional<std::chrono::seconds> lasts;  // none: for the agent's life
+  };
+  const Row rows[] = {
+      {"the slider at 1", AppDuration::minutes, true, {}, 60s},
+      {"an expiry that passes, known app", std::nullopt, true, {"@198.51.100.1"}, 30s},
+      {"an expiry that blocks", std::nullopt, false, {}, 30s},
+      {"until logout", AppDuration::untilLogout, true, {}, std::nullopt},
+      {"forever, known app", AppDuration::forever, true, {"@198.51.100.1"}, std::nullopt},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    AlertWorld w;
+    w.globals.preferences.updateConfiguration([&](auto& c) { c.passAppWhenNotificationExpires = row.pass; });
+    if (!row.knownEntries.empty()) w.load(kCurl, 4, row.knownEntries);
+    auto& a = w.open();
+    const std::string verdict = row.pass ? " 0 # #" : " 1 # #";
+    if (row.duration) {
+      EXPECT_EQ(w.reply(forApp(row.duration, 1)), verdict);
+    } else {
+      EXPECT_EQ(a.window.timeoutProgress.hidden, !row.pass) << "the bar's colour tells what the expiry does";
+      a.updateWithSlider(7);
+      a.clickPopupButton(kTimeMenuItem);
+      a.selectActionMatrix(kRowAddress);
+      const auto sent = w.sockets.sentLines().size();
+      w.loop.advance(59s);
+      EXPECT_EQ(a.window.timeoutProgress.value, 1);
+      EXPECT_TRUE(a.alertIsOpen());
+      w.pass(1s);
+      EXPECT_EQ(w.repliesSince(sent), verdict) << "the whole app, whatever item and row were selected";
+    }
+    EXPECT_EQ(w.alerts.closed, Texts{w.tag() + (row.duration ? " answered" : " expired") + verdict});
+    w.expectIdle();
+    const auto app = w.curl();
+    ASSERT_TRUE(app);
+    EXPECT_TRUE(app->appMatches.empty()) << "an app verdict wipes the entries";
+    EXPECT_EQ(app->appIsPersistent, row.duration == AppDuration::forever);
+    EXPECT_EQ(w.loop.timerCount(), row.lasts ? 1u : 0u) << "one timer at most, none without an end";
+
+    if (!row.lasts) {
+      w.pass(24h);
+      EXPECT_EQ(w.expiries(), 0);
+      EXPECT_EQ(w.ask("192.0.2.2"), verdict);
+      EXPECT_EQ(app->appHasTimer, row.duration == AppDuration::untilLogout) << "kept out of snapshots";
+      continue;
+    }
+    w.pass(*row.lasts - 1s);
+    EXPECT_EQ(w.ask("192.0.2.2"), verdict) << "the rule holds to its last second";
+    w.pass(1s);
+    EXPECT_EQ(app->appIsBlockedOrAllowed, 4);
+    EXPECT_FALSE(app->appHasTimer);
+    w.pass(2h);
+    EXPECT_EQ(w.expiries(), 1) << "no second timer was left running";
+    EXPECT_EQ(w.ask("192.0.2.2"), "alert") << "the app asks again";
+    EXPECT_EQ(w.curl(), app);
+  }
+}
+
+TEST(Alert, QuietTimeAnswersABurstWithOneAlertAndLeavesItsAddressesAsRules) {
+  for (const bool pass : {true, false}) {
+    SCOPED_TRACE(pass ? "pass" : "block");
+    AlertWorld w;
+    const std::string verdict = pass ? " 4 0 0" : " 4 0 1";
+    const std::string mark = pass ? "@" : "#";
+    w.open();
+    EXPECT_EQ(w.reply(quietly(pass, 30)), verdict);
+    EXPECT_EQ(w.globals.preferences.configuration().quietTime, 30);
+    for (const char* address : {"192.0.2.2", "192.0.2.3", "192.0.2.2"}) EXPECT_EQ(w.ask(address), verdict) << address;
+    w.pass(29s);
+    EXPECT_EQ(w.ask("192.0.2.4"), verdict) << "quiet to its last second";
+    EXPECT_EQ(w.alerts.shown.size(), 1u);
+    EXPECT_EQ(w.curl()->appMatches,
+              (Texts{mark + "192.0.2.1", mark + "192.0.2.2", mark + "192.0.2.3", mark + "192.0.2.4"}))
+        << "each address noted once: a repeat is answered by the rule just noted";
+
+    w.pass(1s);
+    EXPECT_FALSE(w.curl()->appIsQuietPass || w.curl()->appIsQuietBlock);
+    for (const char* address : {"192.0.2.1", "192.0.2.3", "192.0.2.4"}) EXPECT_EQ(w.ask(address), verdict) << address;
+    EXPECT_EQ(w.alerts.shown.size(), 1u) << "the rule walk answers the noted addresses";
+    EXPECT_EQ(w.ask("192.0.2.5"), "alert");
+  }
+}
+
+TEST(Alert, TheSlidersKeepWholeValuesInRangeAndTheButtonsSayHowLong) {
+  AlertWorld w;
+  w.globals.preferences.updateConfiguration([](auto& c) { c.notificationDefaultTime = 0; });
+  auto& a = w.open();
+  EXPECT_EQ(a.window.timeMenuItem.title, "This app for 1 minute") << "a stored 0 is brought into the range";
   EXPECT_EQ(a.window.advancedPass.title, "Pass this app forever");
-  a.updateWithSlider(1);
+  EXPECT_EQ(w.reply(quietly(true, 61)), "refused: the quiet time is 1 to 60 seconds");
+  EXPECT_EQ(w.reply(forApp(AppDuration::minutes, 1441)), "refused: the app's minutes are 1 to 1440");
+  EXPECT_TRUE(a.alertIsOpen());
+  EXPECT_EQ(a.window.actionMatrix.selectedRow, kRowApp) << "a refused answer moves no control";
+  EXPECT_EQ(w.globals.preferences.configuration().quietTime, 20);
+  a.updateWithSlider(5);
   a.clickPopupButton(kTimeMenuChooser);
   EXPECT_EQ(a.window.timeButton.selectedIndex, kTimeMenuItem) << "the slider's item stands for its minutes";
-  EXPECT_EQ(a.window.advancedBlock.title, "Block this app for 1 minute");
-  a.updateWithSlider(5);
+  EXPECT_EQ(w.globals.preferences.configuration().notificationDefaultChoice, kTimeMenuItem);
   EXPECT_EQ(a.window.advancedBlock.title, "Block this app for 5 minutes");
-  EXPECT_EQ(world.globals.preferences.configuration().notificationDefaultChoice, kTimeMenuItem);
-  a.userAction(a.window.advancedBlock);
-  EXPECT_FALSE(curl()->appIsPersistent);
-  posted.clear();
-  world.loop.advance(299s);
-  EXPECT_EQ(posted, Texts{});
-  world.loop.advance(1s);
-  EXPECT_EQ(posted, Texts{"expireApp"});
-  settle();
-
-  world.globals.globalAppsArray.clear();
-  AlertAnswer logout = make(true, AlertScope::app);
-  logout.duration = AppDuration::untilLogout;
-  openAndAnswer(logout);
-  EXPECT_FALSE(curl()->appIsPersistent);
-  EXPECT_TRUE(curl()->appHasTimer);
-  EXPECT_EQ(world.loop.timerCount(), 0u) << "no timer: the app lives until the agent quits";
-}
-
-TEST_F(AlertTest, TheExpiryRunsInVirtualTimeAndDecidesTheWholeAppForThirtySeconds) {
-  for (const bool passes : {true, false}) {
-    SCOPED_TRACE(passes ? "expiry passes" : "expiry blocks");
-    world.globals.globalAppsArray.clear();
-    world.globals.preferences.updateConfiguration([&](auto& c) { c.passAppWhenNotificationExpires = passes; });
-    auto& a = open();
-    EXPECT_EQ(a.window.timeoutProgress.hidden, !passes) << "the bar's colour tells what the expiry does";
-    a.updateWithSlider(7);
-    a.clickPopupButton(kTimeMenuItem);
-    a.selectActionMatrix(kRowAddress);
-    const auto before = world.sockets.sentLines().size();
-    world.loop.advance(59s);
-    EXPECT_EQ(a.window.timeoutProgress.value, 1);
-    EXPECT_TRUE(a.alertIsOpen());
-    world.loop.advance(1s);
-    EXPECT_EQ(lastSuffix(before), passes ? " 0 # #" : " 1 # #") << "the whole app, whatever row was selected";
-    EXPECT_EQ(world.alerts.closed.back(), tag() + " expired" + (passes ? " 0 # #" : " 1 # #"));
-    expectIdle();
-    posted.clear();
-    world.loop.advance(29s);
-    EXPECT_EQ(posted, Texts{});
-    world.loop.advance(1s);
-    EXPECT_EQ(posted, Texts{"expireApp"}) << "30 seconds, not the slider's minutes";
-    settle();
+  for (const auto& [seconds, title] :
+       {std::pair{1.0, "Silence for 1 seconds"}, std::pair{20.9, "Silence for 20 seconds"}}) {
+    a.updateQuietSlider(seconds);
+    EXPECT_EQ(a.window.quietButton.title, title);
+    EXPECT_EQ(w.globals.preferences.configuration().quietTime, std::floor(seconds));
   }
+
+  EXPECT_EQ(w.reply(quietly(true)), " 4 0 0");
+  EXPECT_FALSE(a.window.quietSlider.hidden);
+  EXPECT_EQ(w.globals.preferences.configuration().quietButtonState, 1);
+  w.pass(19s);
+  EXPECT_EQ(w.ask("192.0.2.2"), " 4 0 0");
+  w.pass(1s);
+  EXPECT_EQ(w.ask("192.0.2.3"), "alert") << "0 seconds: the stored 20";
 }
 
-TEST_F(AlertTest, TouchingTheAlertGivesTheFullTimeAgain) {
-  auto& a = open();
-  world.loop.advance(50s);
+TEST(Alert, TouchingTheAlertGivesTheFullTimeAgainAndADesktopCloseOnlyHidesIt) {
+  AlertWorld w;
+  auto& a = w.open();
+  w.loop.advance(50s);
   a.menuWillOpen(AlertMenu::process);
-  world.loop.advance(100s);
+  w.loop.advance(100s);
   EXPECT_TRUE(a.alertIsOpen()) << "a menu stops both timers";
   EXPECT_EQ(a.window.timeoutProgress.value, 10);
   a.menuDidClose(AlertMenu::process);
   EXPECT_EQ(a.window.timeoutProgress.value, 60);
-  world.loop.advance(59s);
+  w.loop.advance(59s);
   a.clickMoreOptions();
-  world.loop.advance(59s);
+  w.loop.advance(59s);
   a.resizeNotification();
   EXPECT_EQ(a.window.manageAtNetworkLevelString.text, "hide pf options...");
-  world.loop.advance(59s);
+  // Other senders, and rows out of range, end nothing.
+  a.userAction(a.window.quietButton);
+  a.selectActionMatrix(7);
+  EXPECT_TRUE(w.globals.notificationOnScreen);
+  a.closeNotify();
+  EXPECT_FALSE(a.window.shown);
+  EXPECT_FALSE(w.globals.notificationOnScreen);
+  EXPECT_EQ(w.globals.synchronizedNotification.suspendCount(), 1) << "the request still waits";
+  w.loop.advance(59s);
   EXPECT_TRUE(a.alertIsOpen());
-  world.loop.advance(1s);
-  EXPECT_FALSE(a.alertIsOpen());
-  expectIdle();
+  w.loop.advance(1s);
+  EXPECT_EQ(w.sockets.sentLines(), Texts{w.line + " 0 # #"}) << "the hidden alert expires";
+  w.expectIdle();
 }
 
-TEST_F(AlertTest, TheOpeningRestoresTheScopeAsTheBoxOfOptionsStands) {
-  world.globals.moreOptionsOpen = true;
-  world.globals.lastActionRow = kRowNetwork;
-  auto& v6 = open("2001:db8::1");
+TEST(Alert, TheOpeningRestoresTheScopeAsTheBoxOfOptionsStands) {
+  AlertWorld w;
+  w.globals.moreOptionsOpen = true;
+  w.globals.lastActionRow = kRowNetwork;
+  auto& v6 = w.open("2001:db8::1");
   EXPECT_EQ(v6.window.actionMatrix.selectedRow, kRowAddress) << "no network is known for IPv6 yet";
   EXPECT_FALSE(v6.window.quietButton.hidden);
   EXPECT_TRUE(v6.window.matrixlabel3.hidden);
@@ -247,22 +222,23 @@ TEST_F(AlertTest, TheOpeningRestoresTheScopeAsTheBoxOfOptionsStands) {
   v6.clickMoreOptions();
   EXPECT_EQ(v6.window.actionMatrix.selectedRow, kRowApp);
   EXPECT_TRUE(v6.window.matrixBox.hidden);
-  EXPECT_FALSE(world.globals.moreOptionsOpen);
-  EXPECT_EQ(world.defaults.boolForKey("showMoreOptions"), false);
+  EXPECT_FALSE(w.globals.moreOptionsOpen);
+  EXPECT_EQ(w.defaults.boolForKey("showMoreOptions"), false);
   v6.userAction(v6.window.advancedPass);
 
-  world.globals.globalAppsArray.clear();
-  world.globals.preferences.updateConfiguration([](auto& c) { c.notificationDefaultChoice = kTimeNextLogin; });
-  auto& v4 = open();
+  w.globals.globalAppsArray.clear();
+  w.globals.preferences.updateConfiguration([](auto& c) { c.notificationDefaultChoice = kTimeNextLogin; });
+  auto& v4 = w.open();
   EXPECT_EQ(v4.window.actionMatrix.selectedRow, kRowApp);
   EXPECT_EQ(v4.window.timeButton.selectedIndex, kTimeForever);
-  EXPECT_EQ(world.globals.preferences.configuration().notificationDefaultChoice, kTimeForever)
+  EXPECT_EQ(w.globals.preferences.configuration().notificationDefaultChoice, kTimeForever)
       << "with the box closed the opening itself resets the choice";
   EXPECT_EQ(v4.window.matrixnetB.title, "192.0.0.0/16");
 }
 
-TEST_F(AlertTest, TypedIpv6NetworksAreCheckedBeforeRowThreeCanBeChosen) {
-  auto& a = open("2001:db8::1");
+TEST(Alert, TypedIpv6NetworksAreCheckedBeforeRowThreeCanBeChosen) {
+  AlertWorld w;
+  auto& a = w.open("2001:db8::1");
   struct Case {
     const char* text;
     bool accepted;
@@ -280,107 +256,144 @@ TEST_F(AlertTest, TypedIpv6NetworksAreCheckedBeforeRowThreeCanBeChosen) {
   }
   a.setSubnetV6("");
   EXPECT_EQ(a.window.addSubnetError.text, "invalid IPv6 network address") << "emptying leaves the warning";
-  const auto refused = world.agent.alertAnswers.answer(tag(), make(true, AlertScope::network, "2a00::/16"));
-  EXPECT_FALSE(refused.answered);
-  EXPECT_EQ(refused.error, "address outside network range");
+  EXPECT_EQ(w.reply(answer(true, AlertScope::network, "2a00::/16")), "refused: address outside network range");
   EXPECT_TRUE(a.alertIsOpen());
-  ASSERT_TRUE(world.agent.alertAnswers.answer(tag(), make(false, AlertScope::network, "2001:db8::/32")).answered);
-  EXPECT_EQ(curl()->appMatches, Texts{"#2001:db8::/32"});
+  EXPECT_EQ(w.reply(answer(false, AlertScope::network, "2001:db8::/32")), " 4 0 1");
+  EXPECT_EQ(w.curl()->appMatches, Texts{"#2001:db8::/32"});
 
-  auto& mapped = open("::ffff:10.1.2.3");
+  auto& mapped = w.open("::ffff:10.1.2.3");
   EXPECT_EQ(mapped.window.matrixnetC.title, "::ffff:10.1.2.0/24") << "an address with dots is offered IPv4 networks";
-  EXPECT_FALSE(world.agent.alertAnswers.answer(tag(), make(true, AlertScope::network, "10.0.0.0/8")).answered);
+  EXPECT_TRUE(w.reply(answer(true, AlertScope::network, "10.0.0.0/8")).starts_with("refused: "));
   EXPECT_TRUE(mapped.alertIsOpen());
 }
 
-TEST_F(AlertTest, SilencingAsksInASheetAndEndsTheAlertOnlyWhenConfirmed) {
-  auto& a = open();
-  world.dialogs.script(AlertResponse{1000});
-  a.clickSilenceBtn();
-  world.loop.runPending();
-  ASSERT_EQ(world.dialogs.shown().size(), 1u);
-  EXPECT_EQ(world.dialogs.shown()[0].messageText, "Disable Notification Alerts?");
-  EXPECT_EQ(world.dialogs.shown()[0].buttons, (Texts{"Keep Alerts Enabled", "Disable Notification Alerts"}));
-  EXPECT_TRUE(a.alertIsOpen());
-  world.loop.advance(60s);
-  EXPECT_FALSE(a.alertIsOpen()) << "kept: the time runs again";
-
-  world.globals.globalAppsArray.clear();
-  auto& b = open();
-  posted.clear();
-  world.dialogs.script(AlertResponse{1001});
-  const auto before = world.sockets.sentLines().size();
-  b.clickSilenceBtn();
-  world.loop.runPending();
-  EXPECT_EQ(lastSuffix(before), " 0 # #");
-  EXPECT_EQ(posted, (Texts{"silenceNotifications", "copyArrayAppLibrary"}));
-  EXPECT_FALSE(world.globals.enableNotifications);
-  EXPECT_EQ(world.alerts.closed.back(), tag() + " silenced 0 # #");
-  expectIdle();
-}
-
-TEST_F(AlertTest, OneEndingOnlyAndTheNextRequestIsDecidedByTheNewRule) {
-  auto& a = open();
-  const std::string first = tag();
-  // A typed answer and the timer in the same loop turn.
-  world.loop.post([&] { world.agent.alertAnswers.answer(first, make(false)); });
-  world.loop.advance(60s);
+TEST(Alert, OneEndingOnlyWhenATypedAnswerRacesTheTimer) {
+  AlertWorld w;
+  auto& a = w.open();
+  const std::string first = w.tag();
+  w.loop.post([&] { w.agent.alertAnswers.answer(first, answer(false)); });
+  w.loop.advance(60s);
   a.userAction(a.window.advancedPass);
-  EXPECT_FALSE(world.agent.alertAnswers.answer(first, make(false)).answered);
-  EXPECT_EQ(world.sockets.sentLines(), Texts{line + " 1 # #"});
-  expectIdle();
-
-  world.intake(line);
-  world.loop.runPending();
-  EXPECT_EQ(world.sockets.sentLines().back(), line + " 1 # #") << "settled by the rule the answer made";
-  EXPECT_EQ(world.alerts.shown.size(), 1u);
+  EXPECT_FALSE(w.agent.alertAnswers.answer(first, answer(false)).answered);
+  EXPECT_EQ(w.sockets.sentLines(), Texts{w.line + " 1 # #"});
+  EXPECT_EQ(w.alerts.closed, Texts{first + " answered 1 # #"});
+  w.expectIdle();
 }
 
-TEST_F(AlertTest, AWindowClosedByTheDesktopStillExpiresAndOtherSendersDoNothing) {
-  auto& a = open();
-  a.userAction(a.window.quietButton);
-  a.selectActionMatrix(7);
-  EXPECT_TRUE(a.alertIsOpen());
-  a.closeNotify();
-  EXPECT_FALSE(a.window.shown);
-  EXPECT_FALSE(world.globals.notificationOnScreen);
-  EXPECT_EQ(world.globals.synchronizedNotification.suspendCount(), 1) << "the request still waits";
-  world.loop.advance(60s);
-  EXPECT_EQ(world.sockets.sentLines().back(), line + " 0 # #");
-  expectIdle();
-}
-
-TEST_F(AlertTest, TheProcessMenuRunsCommandsWithArgumentsOffTheMainLoop) {
-  auto& a = open();
+TEST(Alert, TheProcessMenuRunsCommandsWithArgumentsOffTheMainLoop) {
+  AlertWorld w;
+  auto& a = w.open();
   a.killProcess();
   a.revealAppInFinder();
   a.copyPortToClipboard();
   a.copyHostnameToClipboard();
-  world.globals.globalBackground.stop();
-  auto requests = world.runner.requests();
+  w.globals.globalBackground.stop();
+  auto requests = w.runner.requests();
   std::erase_if(requests, [](const auto& r) { return r.launchPath != "/bin/kill"; });
   ASSERT_EQ(requests.size(), 1u) << "the only command besides the opening's look-ups";
   EXPECT_EQ(requests[0].arguments, Texts{"300"});
-  auto events = world.front.desktop.events();
+  auto events = w.front.desktop.events();
   std::ranges::sort(events);
   EXPECT_EQ(events, (Texts{"copy 443", "play Bottle.aiff", "reveal /usr/bin/curl"}))
       << "the opening's sound; no host name known: nothing copied";
   EXPECT_TRUE(a.alertIsOpen()) << "killing leaves the alert to be answered";
 }
 
-TEST_F(AlertTest, AlertsSwitchOffAndOnWithTheirLampsAndTheDaemonHearsOfEach) {
-  auto& leds = world.controller.appsGrid.toolbarLeds;
-  for (const bool on : {false, true}) {
-    SCOPED_TRACE(on ? "on" : "off");
-    world.controller.pasteboardIsBlockedOrAllowed = 4;
-    const auto heard = world.center.postedNames().size();
-    world.controller.switchNotificationAlertsStatus();
-    world.globals.synchronizedNotification.sync([] {});
-    EXPECT_EQ(world.globals.enableNotifications, on);
-    EXPECT_EQ(world.preferences.view.toggleNotificationsBtn.state, on);
-    EXPECT_EQ(leds.notificationsLabel.text, on ? "NOTIFICATIONS ENABLED" : "NOTIFICATIONS DISABLED");
-    EXPECT_EQ(leds.notificationsImage.name, on ? "NSStatusAvailable" : "NSStatusUnavailable");
-    EXPECT_EQ(world.controller.pasteboardIsBlockedOrAllowed, on ? 4 : 5) << "no pasted ask state with alerts off";
-    EXPECT_EQ(world.center.postedNames().size(), heard + 1) << "the rules went to the daemon";
+// Alerts go off by their switch, or from an alert once its sheet is confirmed (which passes the
+// app); either way the asking apps turn, and the switch turns the mixed ones back.
+TEST(Alert, AlertsOffTurnAskingAppsKeepingTheirEntriesInTheBackupAndAlertsOnTurnMixedOnesBack) {
+  struct Row {
+    const char* path;
+    std::int64_t state;
+    Texts matches;
+    std::int64_t stateOff;
+    Texts matchesOff, backup;
+    std::int64_t stateOn;
+  };
+  const Texts both{"@192.0.2.1", "#_range1:9"};
+  const Row rows[] = {
+      {"/opt/pass-with-both", 0, both, 0, both, {}, 4},  // a snapshot may hold entries under a pure state
+      {"/opt/block", 1, {}, 1, {}, {}, 1},
+      {"/opt/mixed-pass", 2, {"#10.0.0.1"}, 2, {"#10.0.0.1"}, {}, 2},
+      {"/opt/mixed-block", 3, both, 3, both, {}, 4},
+      {"/opt/ask-none", 4, {}, 0, {}, {}, 0},
+      {"/opt/ask-pass", 4, {"@443"}, 0, {}, {"@443"}, 0},
+      {"/opt/ask-block", 4, {"#443"}, 2, {"#443"}, {"#443"}, 2},
+      {"/opt/ask-both", 4, both, 2, both, both, 4},
+  };
+  for (const bool fromTheAlert : {false, true}) {
+    SCOPED_TRACE(fromTheAlert ? "silenced from the alert" : "the alerts switch");
+    AlertWorld w;
+    std::vector<std::shared_ptr<HXApplication>> apps;
+    for (const auto& row : rows) apps.push_back(w.load(row.path, row.state, row.matches));
+    const auto& leds = w.controller.appsGrid.toolbarLeds;
+    w.controller.pasteboardIsBlockedOrAllowed = 4;
+    if (fromTheAlert) {
+      auto& a = w.open();
+      w.dialogs.script(AlertResponse{1000});
+      w.dialogs.script(AlertResponse{1001});
+      a.clickSilenceBtn();
+      w.loop.runPending();
+      ASSERT_EQ(w.dialogs.shown().size(), 1u);
+      EXPECT_EQ(w.dialogs.shown()[0].messageText, "Disable Notification Alerts?");
+      EXPECT_EQ(w.dialogs.shown()[0].buttons, (Texts{"Keep Alerts Enabled", "Disable Notification Alerts"}));
+      EXPECT_EQ(a.window.timeoutProgress.value, 60) << "kept: the full time runs again";
+      w.loop.advance(30s);
+      EXPECT_EQ(a.window.timeoutProgress.value, 30);
+      const auto sent = w.sockets.sentLines().size();
+      a.clickSilenceBtn();
+      w.loop.runPending();
+      EXPECT_EQ(w.repliesSince(sent), " 0 # #");
+      EXPECT_EQ(w.posted, (Texts{"silenceNotifications", "copyArrayAppLibrary"}));
+      EXPECT_EQ(w.alerts.closed, Texts{w.tag() + " silenced 0 # #"});
+      w.expectIdle();
+    } else {
+      w.controller.switchNotificationAlertsStatus();
+      EXPECT_EQ(w.controller.pasteboardIsBlockedOrAllowed, 5) << "no pasted ask state with alerts off";
+      EXPECT_FALSE(w.preferences.view.toggleNotificationsBtn.state);
+      EXPECT_EQ(leds.notificationsLabel.text, "NOTIFICATIONS DISABLED");
+      EXPECT_EQ(leds.notificationsImage.name, "NSStatusUnavailable");
+    }
+    ASSERT_FALSE(w.globals.enableNotifications);
+    w.globals.synchronizedNotification.sync([] {});
+    EXPECT_EQ(w.listsSent(), 1) << "the daemon hears the turned apps";
+    w.globals.notificationCenter.post("reenableNotifications");  // acts only while alerts are on
+    for (std::size_t i = 0; i < apps.size(); ++i) {
+      SCOPED_TRACE(rows[i].path);
+      EXPECT_EQ(apps[i]->appIsBlockedOrAllowed, rows[i].stateOff);
+      EXPECT_EQ(apps[i]->appMatches, rows[i].matchesOff);
+      EXPECT_EQ(apps[i]->appMatchesBackup, rows[i].backup);
+    }
+    w.controller.pasteboardIsBlockedOrAllowed = 4;
+    w.controller.switchNotificationAlertsStatus();
+    ASSERT_TRUE(w.globals.enableNotifications);
+    EXPECT_TRUE(w.preferences.view.toggleNotificationsBtn.state);
+    EXPECT_EQ(leds.notificationsLabel.text, "NOTIFICATIONS ENABLED");
+    EXPECT_EQ(leds.notificationsImage.name, "NSStatusAvailable");
+    EXPECT_EQ(w.controller.pasteboardIsBlockedOrAllowed, 4);
+    w.globals.synchronizedNotification.sync([] {});
+    EXPECT_EQ(w.listsSent(), 2);
+    for (std::size_t i = 0; i < apps.size(); ++i) {
+      SCOPED_TRACE(rows[i].path);
+      EXPECT_EQ(apps[i]->appIsBlockedOrAllowed, rows[i].stateOn);
+      EXPECT_EQ(apps[i]->appMatchesBackup, rows[i].backup) << "the backup is not read back, nor emptied";
+    }
   }
+}
+
+TEST(Alert, ATimerOfAnAppGoneFromTheLibraryChangesNothingButTheMirrorIsSentAgain) {
+  AlertWorld w;
+  w.load("/opt/keep", 0);
+  const auto gone = w.load("/opt/gone.xpc/Contents/MacOS/gone", 1);
+  gone->setAppTimer(30);
+  gone->appHasTimer = true;
+  w.controller.removeAllXPCServices();
+  w.pass(0s);
+  const auto sent = w.listsSent();
+  w.pass(30s);
+  EXPECT_EQ(w.expiries(), 1);
+  EXPECT_EQ(gone->appIsBlockedOrAllowed, 1) << "not turned to asking";
+  EXPECT_TRUE(gone->appHasTimer) << "nothing found by its name to stop";
+  EXPECT_EQ(w.mirrorNames(), Texts{"keep"});
+  EXPECT_EQ(w.listsSent(), sent + 1);
 }

@@ -88,8 +88,7 @@ TEST(AgentEndToEnd, AnAgentServesThroughBadInputASecondInstanceAndADaemonGoneAnd
   daemon.reset();
   standin::DaemonPeer(root.path() + "/sender", root.paths().agentSocket())
       .sendLine("hold " + line("5", sleeper->pid()).substr(2));
-  ASSERT_TRUE(waitUntil([&] { return agent.output().find("esploso demone o chiuso ?: ") != std::string::npos; }))
-      << agent.output();
+  ASSERT_TRUE(agent.prints("esploso demone o chiuso ?: ")) << agent.output();
   ASSERT_TRUE(agent.running());
   daemon.emplace(root.paths().daemonSocket(), root.paths().agentSocket());
   EXPECT_TRUE(daemon->exchange({line("6", sleeper->pid())}, 1, 5000ms)[0].reply)

@@ -60,7 +60,7 @@ TEST(ConfigurationEndToEnd, AQuitAndARestartBringTheSameRulesBackThroughTheDaemo
 
   Child daemon({HALVEX_STANDIN_BIN, "--root", root.path(), "--listen", "120", "--compact-out", compact}, {},
                root.path() + "/standin.out");
-  ASSERT_TRUE(waitUntil([&] { return daemon.output().find("ready") != std::string::npos; })) << daemon.output();
+  ASSERT_TRUE(daemon.prints("ready")) << daemon.output();
   const auto heard = [&](std::size_t times) {
     return waitUntil([&] { return count(daemon.output(), "compact apps=1 exclusions=1 records=1") == times; });
   };

@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,9 +16,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "configuration/ConfigurationSnapshot.h"
 #include "platform/linux/DbusNotificationCenter.h"
-#include "runtime/PlistIO.h"
 #include "standin/DaemonPeer.h"
 
 extern char** environ;
@@ -193,33 +190,6 @@ bool NotificationRecorder::waitFor(const std::string& name, std::chrono::millise
 
 std::unique_ptr<Child> startSleeper() {
   return std::make_unique<Child>(std::vector<std::string>{"/bin/sleep", "60"}, Environment{}, "/dev/null");
-}
-
-void writeAlertsOnConfiguration(const TempRoot& root, double timeoutSeconds) {
-  using plist::Array;
-  using plist::Dictionary;
-  using plist::Value;
-  const Array records{Value(Dictionary{{"HalvexClassName", Value("HXPreferences")},
-                                       {"enableNotifications", Value(true)},
-                                       {"notificationsTimeOut", Value(timeoutSeconds)},
-                                       {"automaticXPC", Value(true)},
-                                       {"popSound", Value(false)}})};
-  const std::string conf = root.paths().confPath();
-  std::filesystem::create_directories(std::filesystem::path(conf).parent_path());
-  std::ofstream(conf) << plist::toXml(Value(Array{Value(encodedConfiguration(records, "alerts"))}));
-}
-
-AnswerPipe::AnswerPipe(const TempRoot& root) : path_(root.path() + "/answers") {
-  if (::mkfifo(path_.c_str(), 0600) != 0) throw std::runtime_error("mkfifo " + path_);
-  // Open for writing and reading, so that neither this open nor an agent's waits for the other.
-  fd_ = ::open(path_.c_str(), O_RDWR);
-  if (fd_ < 0) throw std::runtime_error("open " + path_);
-}
-
-AnswerPipe::~AnswerPipe() { ::close(fd_); }
-
-void AnswerPipe::say(const std::string& text) const {
-  EXPECT_EQ(::write(fd_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
 }
 
 }  // namespace halvex::e2e

@@ -60,6 +60,10 @@ class Child {
   int wait(std::chrono::milliseconds timeout = std::chrono::milliseconds(10000));
   bool running();
   std::string output() const { return readFile(outputFile_); }
+  // Whether `text` shows in the output within `timeout`.
+  bool prints(const std::string& text, std::chrono::milliseconds timeout = std::chrono::milliseconds(10000)) const {
+    return waitUntil([&] { return output().find(text) != std::string::npos; }, timeout);
+  }
 
  private:
   pid_t pid_ = -1;
@@ -93,25 +97,5 @@ class NotificationRecorder {
 
 // A process that sleeps until killed: a real pid to ask about.
 std::unique_ptr<Child> startSleeper();
-
-// The configuration file of an agent with alerts on and `timeoutSeconds` to answer one, written
-// where the agent reads it at start.
-void writeAlertsOnConfiguration(const TempRoot& root, double timeoutSeconds);
-
-// A FIFO in the root for an agent's standard input: what is said reaches the agent line by line,
-// and the pipe stays open between agents.
-class AnswerPipe {
- public:
-  explicit AnswerPipe(const TempRoot& root);
-  ~AnswerPipe();
-  AnswerPipe(const AnswerPipe&) = delete;
-  AnswerPipe& operator=(const AnswerPipe&) = delete;
-  const std::string& path() const { return path_; }
-  void say(const std::string& text) const;
-
- private:
-  std::string path_;
-  int fd_ = -1;
-};
 
 }  // namespace halvex::e2e

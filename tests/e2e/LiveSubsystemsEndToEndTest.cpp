@@ -62,9 +62,7 @@ TEST(LiveSubsystemsEndToEnd, ZonesWhoisHostNamesOwnersAndSignaturesRunInTheRealA
   const std::string sleep = fs::canonical("/bin/sleep").string();
   const std::string commands = "country 2.16.70.1\nhost 127.0.0.1\nwhois 192.0.2.1\nuser\nsignature " + sleep + "\n";
   ASSERT_EQ(::write(console, commands.data(), commands.size()), static_cast<ssize_t>(commands.size()));
-  auto answered = [&](const std::string& text) {
-    return waitUntil([&] { return agent.output().find(text) != std::string::npos; }, 60000ms);
-  };
+  const auto answered = [&](const std::string& text) { return agent.prints(text, 60000ms); };
   EXPECT_TRUE(answered("[country 2.16.70.1] Italy")) << agent.output();
   EXPECT_TRUE(answered("[host 127.0.0.1] localhost")) << agent.output();
   EXPECT_TRUE(answered("[whois 192.0.2.1] OrgName: Registry for 192.0.2.1")) << agent.output();

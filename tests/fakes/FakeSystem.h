@@ -1,8 +1,8 @@
 #pragma once
 // The small ports a test world needs beside the bigger fakes: processes and their owners, the
-// running programs, standard streams, bundle names, file icons, host names, signatures, the
-// reachability probe and the process runner, each answering what the test set. A process end
-// throws, so a test sees it.
+// running programs, standard streams, bundle names, file icons, host names, the machine's users,
+// signatures, the reachability probe and the process runner, each answering what the test set. A
+// process end throws, so a test sees it.
 
 #include <atomic>
 #include <functional>
@@ -24,6 +24,7 @@
 #include "platform/ProcessRunner.h"
 #include "platform/RunningApplications.h"
 #include "platform/StandardStreams.h"
+#include "platform/SystemUsers.h"
 #include "platform/TcpProbe.h"
 
 namespace halvex::test {
@@ -110,6 +111,12 @@ class MapBundleInfo final : public BundleInfo, public Table<std::string, std::st
 class FakeFileIcons final : public FileIcons, public Table<std::string, std::string> {
  public:
   std::string iconNameForFile(const std::string& path) const override { return find(path).value_or("text-x-generic"); }
+};
+
+class FakeSystemUsers final : public SystemUsers, Table<int, std::vector<SystemUser>> {
+ public:
+  void set(std::vector<SystemUser> users) { Table::set(0, std::move(users)); }
+  std::vector<SystemUser> systemUsers() const override { return find(0).value_or(std::vector<SystemUser>{}); }
 };
 
 class FakeHostNames final : public HostNames, public Table<std::string, std::vector<std::string>> {

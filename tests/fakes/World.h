@@ -14,7 +14,6 @@
 #include "fakes/FakeDistributedCenter.h"
 #include "fakes/FakeSockets.h"
 #include "fakes/FakeSystem.h"
-#include "fakes/FakeSystemUsers.h"
 #include "fakes/MemoryFiles.h"
 #include "rules/HXApplication.h"
 

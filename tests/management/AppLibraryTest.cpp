@@ -189,10 +189,6 @@ TEST(AppLibrary, ExpiryReturnsTheAppToAskingWithAlertsOnAndRemovesItAfterTheSend
   EXPECT_FALSE(app->appHasTimer);
   EXPECT_EQ(on.daemonApps(), (Apps{{"/opt/a", 4, {"#80"}}}));
   EXPECT_TRUE(on.controller.appsGrid.items[0].yellow);
-  // An unknown name still snapshots and sends.
-  on.globals.notificationCenter.post("expireApp", plist::Dictionary{{"appName", plist::Value("nobody")}});
-  on.settle();
-  EXPECT_EQ(on.appLists().size(), 2u);
 
   LibraryWorld off;
   off.load("/opt/keep", 0);
