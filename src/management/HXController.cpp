@@ -523,6 +523,7 @@ void HXController::showMainWindow() {
 void HXController::refreshView() {
   AppsGridView view;
   view.mainWindowVisible = appsGrid.mainWindowVisible;
+  view.toolbarLeds = appsGrid.toolbarLeds;
   view.hidesSystemBinaries = filterPredicate.has_value();
   view.selectionIndex = appsLibraryController.selectionIndex();
   const auto selected = appsLibraryController.selectedObjects();

@@ -351,11 +351,12 @@ TEST(Alert, AlertsOffTurnAskingAppsKeepingTheirEntriesInTheBackupAndAlertsOnTurn
       w.controller.switchNotificationAlertsStatus();
       EXPECT_EQ(w.controller.pasteboardIsBlockedOrAllowed, 5) << "no pasted ask state with alerts off";
       EXPECT_FALSE(w.preferences.view.toggleNotificationsBtn.state);
-      EXPECT_EQ(leds.notificationsLabel.text, "NOTIFICATIONS DISABLED");
-      EXPECT_EQ(leds.notificationsImage.name, "NSStatusUnavailable");
     }
     ASSERT_FALSE(w.globals.enableNotifications);
     w.globals.synchronizedNotification.sync([] {});
+    w.loop.runPending();
+    EXPECT_EQ(leds.notificationsLabel.text, "NOTIFICATIONS DISABLED") << "kept across the library's redraw";
+    EXPECT_EQ(leds.notificationsImage.name, "NSStatusUnavailable");
     EXPECT_EQ(w.listsSent(), 1) << "the daemon hears the turned apps";
     w.globals.notificationCenter.post("reenableNotifications");  // acts only while alerts are on
     for (std::size_t i = 0; i < apps.size(); ++i) {
