@@ -11,8 +11,11 @@ class StartSocket {
   StartSocket(managesocketagent& channel, ConcurrentQueue& recvDaemonQueue)
       : mymanagesocketagent(channel), queue_(recvDaemonQueue) {}
 
+  // Binds at once, so that whoever hears the agent announce itself finds the socket; reads on
+  // the queue.
   void start() {
-    queue_.async([this] { mymanagesocketagent.openandreadsocketagent(); });
+    mymanagesocketagent.opensocketagent();
+    queue_.async([this] { mymanagesocketagent.readsocketagent(); });
   }
 
   managesocketagent& mymanagesocketagent;

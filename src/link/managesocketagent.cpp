@@ -18,6 +18,11 @@ managesocketagent::managesocketagent(UnixDatagramSockets& sockets, const Process
       daemonAddress_(std::move(daemonPath)) {}
 
 void managesocketagent::openandreadsocketagent() {
+  opensocketagent();
+  readsocketagent();
+}
+
+void managesocketagent::opensocketagent() {
   int error = 0;
   const int fd = sockets_.openSocket(error);
   if (fd < 0) {
@@ -36,7 +41,10 @@ void managesocketagent::openandreadsocketagent() {
   sockets_.changeMode(agentAddress_, kSocketMode);
   fd_ = fd;
   open_ = true;
+}
 
+void managesocketagent::readsocketagent() {
+  const int fd = fd_;
   receive_.companion[0] = '\0';
   while (sockets_.receive(fd, receive_.recvBuffer, kDatagramSize) > 0) {
     // The text is the bytes up to the first NUL; the buffer is not cleared between datagrams.

@@ -28,6 +28,10 @@ class managesocketagent {
 
   // Opens the channel, then reads until a receive gives 0 or less. Runs on a background thread.
   void openandreadsocketagent();
+  // The two halves: the socket bound (the process ends when it cannot be), then the reading. The
+  // daemon is told an agent may be asked only once its socket is bound.
+  void opensocketagent();
+  void readsocketagent();
   // Sends one reply from any thread. Errors are printed, never retried.
   void sendsocketagent(const std::string& text);
   // The executable path of a process, or "error".
