@@ -83,7 +83,7 @@ TEST(ServiceNames, OnlyDigitsReachTheShellAndTheAnswerIsReadAsTheListsFirstColum
 
 // The alert's facts through the agent's own look-ups, over fakes: ada runs a bundle's tool, whose
 // port the services list names (the only command an opening runs).
-const ProcessResult kServices{.launched = true, .timedOut = false, .exitStatus = 0, .output = "https  443/tcp\n"};
+const ProcessResult kServices = exited(0, "https  443/tcp\n");
 
 struct FactsWorld : AlertWorld {
   FactsWorld() {
@@ -164,7 +164,7 @@ TEST(AlertFacts, TheSentenceShowsAtOnceAndIsRebuiltAsEachFactArrivesButNeverAfte
 
 TEST(AlertFacts, MissingFactsLeaveTheFieldsAndPicturesFallBackToTheComputer) {
   FactsWorld w;
-  w.runner.answerWith(ProcessResult{.launched = true, .timedOut = false, .exitStatus = 1, .output = "x"});
+  w.runner.answerWith(exited(1, "x"));
   w.users.set({{"ada", UserPicture{"/pics/ada", 0, 48}}});
   w.agent.alertFacts.awakeFromNib();
   w.zones("203.0.113.0/24");

@@ -156,8 +156,11 @@ class FakeTcpProbe final : public TcpProbe {
   }
 };
 
-// Each request is recorded; the answer comes from a handler the test sets (by default: launched,
-// exit 0, no output).
+// A program that ran to its end.
+inline ProcessResult exited(int status, std::string output = {}) { return {true, false, status, std::move(output)}; }
+
+// Each request is recorded; the answer comes from a handler the test sets (by default: exit 0, no
+// output).
 class FakeProcessRunner final : public ProcessRunner {
  public:
   using Handler = std::function<ProcessResult(const ProcessRequest&)>;
@@ -186,9 +189,7 @@ class FakeProcessRunner final : public ProcessRunner {
 
  private:
   mutable std::mutex mutex_;
-  Handler handler_ = [](const ProcessRequest&) {
-    return ProcessResult{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}};
-  };
+  Handler handler_ = [](const ProcessRequest&) { return exited(0); };
   std::vector<ProcessRequest> requests_;
 };
 

@@ -140,7 +140,7 @@ class PackageWorld : public ::testing::Test {
  protected:
   PackageWorld() {
     processes_.answer([this](const ProcessRequest& r) {
-      ProcessResult result{.launched = true, .timedOut = false, .exitStatus = 0, .output = {}};
+      ProcessResult result = test::exited(0);
       const auto& a = r.arguments;
       if (a == std::vector<std::string>{"policy"}) {
         result.output =

@@ -58,15 +58,12 @@ class Console : public ::testing::Test {
 };
 
 TEST_F(Console, AddressFactsArriveOnTheLoopUnderTheirCommand) {
-  w.runner.answerWith({.launched = true,
-                       .timedOut = false,
-                       .exitStatus = 0,
-                       .output = "% whois of 151.1.2.3\r\nnetname: \x1b[31mRED\n\nowner # x\n"});
+  w.runner.answerWith(test::exited(0, "% whois of 151.1.2.3\r\nnetname: \x1b[31mRED\n\nowner # x\n"));
   EXPECT_EQ(run("whois 151.1.2.3\n"),
             (Lines{"[whois 151.1.2.3] whois of 151.1.2.3", "[whois 151.1.2.3] netname: \\x1b[31mRED",
                    "[whois 151.1.2.3] ", "[whois 151.1.2.3] owner x"}));
   EXPECT_TRUE(w.reports.str().empty()) << "the report goes to the console once, not also to standard output";
-  w.runner.answerWith({.launched = true, .timedOut = false, .exitStatus = 1, .output = {}});
+  w.runner.answerWith(test::exited(1));
   EXPECT_EQ(run("whois   2001:DB8:0:0::1  "), Lines{"[whois 2001:DB8:0:0::1] ERROR: no whois report"});
   EXPECT_EQ(whoisCommands(), (Lines{"/r/usr/bin/whois 151.1.2.3", "/r/usr/bin/whois 2001:db8::1"}));
 
