@@ -89,14 +89,7 @@ TempRoot::~TempRoot() {
   std::filesystem::remove_all(path_, ec);
 }
 
-Paths TempRoot::paths() const {
-  PathEnvironment env;
-  env.root = path_;
-  env.home = home();
-  env.xdgConfigHome = home() + "/.config";
-  env.xdgStateHome = home() + "/.local/state";
-  return Paths(env);
-}
+Paths TempRoot::paths() const { return Paths({path_, home(), home() + "/.config", home() + "/.local/state", {}}); }
 
 Child::Child(const std::vector<std::string>& argv, const Environment& extraEnv, std::string outputFile,
              const std::string& inputFile)
