@@ -13,6 +13,7 @@ namespace halvex {
 namespace {
 
 using namespace std::chrono_literals;
+using Names = std::vector<std::string>;
 
 class HXApplicationTest : public ::testing::Test {
  protected:
@@ -106,11 +107,10 @@ TEST_F(HXApplicationTest, SetRuleFollowsItsTableForEveryStateAndEndsTimersExcept
               std::make_tuple(row.blocked, row.yellow, row.redShadow, row.greenShadow));
     EXPECT_EQ(app->appLabelColor, row.color);
     EXPECT_EQ(app->appMatches.size(), row.keepsMatches ? 2u : 0u);
-    const bool untouched = row.state == 4;
-    EXPECT_EQ(app->appHasTimer, untouched);
-    EXPECT_EQ(app->appIsQuietPass, untouched);
-    EXPECT_EQ(app->timer != 0u, untouched);
-    EXPECT_EQ(app->quietTimer != 0u, untouched);
+    const bool kept = row.state == 4;
+    EXPECT_EQ(
+        std::make_tuple(app->appHasTimer.load(), app->appIsQuietPass.load(), app->timer != 0u, app->quietTimer != 0u),
+        std::make_tuple(kept, kept, kept, kept));
   }
   EXPECT_EQ(loop.timerCount(), 2u) << "only the asking app's timers are left";
 }
@@ -128,7 +128,7 @@ TEST_F(HXApplicationTest, TimedRuleExpiryPostsTheAppNameOnceUnlessStoppedOrGone)
   loop.advance(59s);
   EXPECT_TRUE(expired.empty());
   loop.advance(1s);
-  EXPECT_EQ(expired, std::vector<std::string>{"curl"});
+  EXPECT_EQ(expired, Names{"curl"});
   EXPECT_EQ(app->timer, 0u);
   loop.advance(120s);
   EXPECT_EQ(expired.size(), 1u);
@@ -151,19 +151,16 @@ TEST_F(HXApplicationTest, TimedRuleExpiryPostsTheAppNameOnceUnlessStoppedOrGone)
 
 TEST_F(HXApplicationTest, QuietTimeSetsItsFlagAndEndsWithItsTimer) {
   const auto app = make();
+  // Pass, block: which quiet time runs.
+  const auto quiet = [&] { return std::pair(app->appIsQuietPass.load(), app->appIsQuietBlock.load()); };
   app->setQuiet("block", 10);
-  EXPECT_TRUE(app->appIsQuietBlock);
-  EXPECT_FALSE(app->appIsQuietPass);
+  EXPECT_EQ(quiet(), std::pair(false, true));
   app->setQuiet("pass", 100);
-  EXPECT_TRUE(app->appIsQuietPass);
-  EXPECT_FALSE(app->appIsQuietBlock);
   app->setQuiet("other", 100);  // any other text keeps the flags
-  EXPECT_TRUE(app->appIsQuietPass);
+  EXPECT_EQ(quiet(), std::pair(true, false));
   EXPECT_EQ(loop.timerCount(), 1u) << "later starts keep the running timer and add none";
-  // The first timer ends quiet time for all.
   loop.advance(10s);
-  EXPECT_FALSE(app->appIsQuietPass);
-  EXPECT_FALSE(app->appIsQuietBlock);
+  EXPECT_EQ(quiet(), std::pair(false, false)) << "the first timer ends quiet time for all";
   EXPECT_EQ(app->quietTimer, 0u);
 
   // A quiet time ended early leaves no timer behind to end the next one early.
@@ -181,11 +178,11 @@ TEST_F(HXApplicationTest, MatchFiltersActOnTheirArgument) {
   receiver->appMatches = {"@1", "#2"};
   other->appMatches = {"@443", "#10.0.0.1", "443", "#_range1:2", "@::1"};
   receiver->removePassedMatchesWithApp(*other);
-  EXPECT_EQ(other->appMatches, (std::vector<std::string>{"#10.0.0.1", "#_range1:2"}));
+  EXPECT_EQ(other->appMatches, (Names{"#10.0.0.1", "#_range1:2"}));
   EXPECT_EQ(receiver->appMatches.size(), 2u);
   other->appMatches = {"@443", "#10.0.0.1", "443", "@::1"};
   receiver->removeBlockedMatchesWithApp(*other);
-  EXPECT_EQ(other->appMatches, (std::vector<std::string>{"@443", "@::1"}));
+  EXPECT_EQ(other->appMatches, (Names{"@443", "@::1"}));
   EXPECT_EQ(receiver->appMatches.size(), 2u);
 }
 
@@ -202,21 +199,20 @@ TEST(AppPaths, BundlesAreNamedByTheirOutermostBundleAndPlainBinariesByTheirFile)
 }
 
 TEST_F(HXApplicationTest, GeneratedAppsFollowTheirPathsKind) {
-  auto bundle = generateHXApplication(context, 1, "/Applications/A.app/Contents/Helpers/B.app/Contents/MacOS/B");
-  EXPECT_EQ(bundle->appName, "A.app");
-  EXPECT_EQ(bundle->appBinaries, std::vector<std::string>{"A.app/"});
-  EXPECT_TRUE(bundle->appIsBundle);
-  EXPECT_EQ(bundle->appPath, "/Applications/A.app");
-  EXPECT_EQ(bundle->appLocalizedName.text, "A");
-  EXPECT_EQ(bundle->appIsBlockedOrAllowed, 1);
-  EXPECT_TRUE(bundle->appIsPersistent);
-
-  auto binary = generateHXApplication(context, 4, "/opt/Foo.app/tool.app");
-  EXPECT_EQ(binary->appName, "tool.app") << "a plain binary keeps its whole file name";
-  EXPECT_EQ(binary->appBinaries, std::vector<std::string>{"/opt/Foo.app/tool.app"});
-  EXPECT_FALSE(binary->appIsBundle);
-  EXPECT_EQ(binary->appLocalizedName.text, "tool.app");
-  EXPECT_EQ(binary->appImage.name, "unknownapp") << "no file there";
+  // Name, binaries, bundle or not, path, shown name and state.
+  const auto facts = [&](std::int64_t state, const char* path) {
+    const auto app = generateHXApplication(context, state, path);
+    return std::make_tuple(app->appName, app->appBinaries, app->appIsBundle.load(), app->appPath,
+                           app->appLocalizedName.text, app->appIsBlockedOrAllowed.load());
+  };
+  EXPECT_EQ(facts(1, "/Applications/A.app/Contents/Helpers/B.app/Contents/MacOS/B"),
+            std::make_tuple("A.app", Names{"A.app/"}, true, "/Applications/A.app", "A", 1));
+  // A plain binary keeps its whole file name.
+  EXPECT_EQ(facts(4, "/opt/Foo.app/tool.app"),
+            std::make_tuple("tool.app", Names{"/opt/Foo.app/tool.app"}, false, "/opt/Foo.app/tool.app", "tool.app", 4));
+  const auto app = generateHXApplication(context, 4, "/opt/Foo.app/tool.app");
+  EXPECT_TRUE(app->appIsPersistent);
+  EXPECT_EQ(app->appImage.name, "unknownapp") << "no file there";
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 namespace halvex {
 namespace {
 
+using namespace std::string_literals;
+
 TEST(RuleEntryTest, ClassifiesByTheFixedOrderOfTests) {
   using enum RuleEntryKind;
   // A "/" makes a subnet before any address test; "_range" a range despite its ":". Ports are whole
@@ -27,13 +29,10 @@ TEST(RuleEntryTest, ClassifiesByTheFixedOrderOfTests) {
       EXPECT_TRUE(kind != skip || entry.value.empty()) << text;
     }
   // Values lose the prefix and the range word.
-  const auto rangeEntry = classifyRuleEntry("#_range8000:9000");
-  EXPECT_EQ(rangeEntry.rowText, "#8000:9000");
-  EXPECT_EQ(rangeEntry.value, "8000:9000");
-  EXPECT_EQ(rangeEntry.rule(), 1);
-  const auto subnetEntry = classifyRuleEntry("@10.0.0.0/8");
-  EXPECT_EQ(subnetEntry.value, "10.0.0.0/8");
-  EXPECT_EQ(subnetEntry.rule(), 0);
+  const auto r = classifyRuleEntry("#_range8000:9000");
+  EXPECT_EQ(std::tuple(r.rowText, r.value, r.rule()), std::tuple("#8000:9000"s, "8000:9000"s, 1));
+  const auto s = classifyRuleEntry("@10.0.0.0/8");
+  EXPECT_EQ(std::tuple(s.value, s.rule()), std::tuple("10.0.0.0/8"s, 0));
 }
 
 // The rows of an app's rule view, made from its entries.

@@ -35,9 +35,7 @@ TEST(Plist, XmlAndBinaryKeepEveryTypeAndValue) {
   // Binary keeps fractions of a second; XML writes whole seconds, as the format does.
   const Value precise(Date{700000000.25});
   EXPECT_EQ(parsed(toBinary(precise)), precise);
-  const std::string xml = toXml(original);
-  EXPECT_NE(xml.find("<?xml"), std::string::npos);
-  EXPECT_NE(xml.find("caff\xC3\xA8 &amp; &lt;tags&gt;"), std::string::npos);
+  EXPECT_TRUE(toXml(original).starts_with("<?xml")) << "the header a foreign reader looks for";
 }
 
 TEST(Plist, DictionaryKeysAreKeptSortedAndUniqueAndTypedViewsRefuseOtherTypes) {
