@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "configuration/ConfigurationWorld.h"
 
@@ -319,9 +318,7 @@ TEST_F(ConfigurationTest, AMalformedFileEndsTheProcessBeforeAnythingChanges) {
 // The stock configurations, and the files as a foreign reader and writer of property lists sees them.
 std::string readDisk(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 using Folders = std::vector<std::pair<std::string, std::int64_t>>;
@@ -405,13 +402,9 @@ recs = [
 plistlib.dump(recs, open(d + '/py.xml', 'wb'), fmt=plistlib.FMT_XML)
 plistlib.dump(recs, open(d + '/py.bin', 'wb'), fmt=plistlib.FMT_BINARY)
 )";
-  std::string out;
-  if (FILE* p = ::popen(("python3 " + (dir / "p.py").string() + " " + dir.string() + " 2>&1").c_str(), "r")) {
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
-    ::pclose(p);
-  }
-  EXPECT_EQ(out,
+  const std::string run = "python3 " + (dir / "p.py").string() + " " + dir.string() + " >" + (dir / "out").string();
+  EXPECT_EQ(std::system((run + " 2>&1").c_str()), 0);
+  EXPECT_EQ(readDisk((dir / "out").string()),
             "['HXPreferences', 'HXExclusion', 'HXManagedRecords', 'HXApplication']\n"
             "Foo.app 4 ['@10.0.0.1', '#443'] True\n"
             "float int\n"
