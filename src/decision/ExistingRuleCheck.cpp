@@ -8,7 +8,6 @@
 // to the alert, after the lock has been let go.
 
 #include <algorithm>
-#include <cstring>
 #include <mutex>
 #include <string>
 
@@ -71,7 +70,7 @@ bool HXNotifyWindowController::answerByRules() {
           return rule.size() == value.size() + 1 && (value.empty() || rule.back() == value.back());
         };
         for (const auto& rule : app->appMatches) {
-          if (mayEqual(rule, ip) || mayEqual(rule, port) || std::memchr(rule.data(), '/', rule.size()) != nullptr)
+          if (mayEqual(rule, ip) || mayEqual(rule, port) || rule.find('/') != std::string::npos)
             answered = walkRule(rule, state) || answered;
         }
         walked = app.get();

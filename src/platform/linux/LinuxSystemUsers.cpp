@@ -12,7 +12,7 @@ namespace halvex {
 namespace {
 
 // A picture's header sits in its first bytes, a JPEG's size after its metadata: enough for both.
-constexpr std::size_t kHeaderBytes = 256 * 1024;
+constexpr std::size_t kHeaderBytes = std::size_t{256} * 1024;
 
 std::uint32_t bigEndian(std::string_view bytes, std::size_t at, std::size_t width) {
   std::uint32_t value = 0;
