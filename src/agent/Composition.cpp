@@ -76,11 +76,12 @@ void Composition::launch() {
     // The country zones load in the background, once the log is the user's file; look-ups answer
     // nothing until they are in.
     globals.globalBackground.async([this] {
-      alertFacts.awakeFromNib();
       flagsController.awakeFromNib();
       ports.logger.log("[HALVEX AGENT] country zones loaded: " + std::to_string(flagsController.networkCount()) +
                        " networks");
     });
+    // The users and their pictures, apart: a slow password database must not hold the zones.
+    globals.globalBackground.async([this] { alertFacts.awakeFromNib(); });
   });
 }
 

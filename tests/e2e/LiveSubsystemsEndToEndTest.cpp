@@ -59,6 +59,9 @@ TEST(LiveSubsystemsEndToEnd, ZonesWhoisHostNamesOwnersAndSignaturesRunInTheRealA
   const std::string line = "1 192.0.2.7 443 " + std::to_string(sleeper->pid()) + " TCP 4 0";
   ASSERT_TRUE(daemon.exchange({line}, 1, 20000ms)[0].reply) << agent.output();
 
+  // The zones load in the background: the question waits for them, as a person would.
+  ASSERT_TRUE(waitUntil([&] { return root.readLog().find("country zones loaded") != std::string::npos; }, 60000ms))
+      << root.readLog();
   const std::string sleep = fs::canonical("/bin/sleep").string();
   const std::string commands = "country 2.16.70.1\nhost 127.0.0.1\nwhois 192.0.2.1\nuser\nsignature " + sleep + "\n";
   ASSERT_EQ(::write(console, commands.data(), commands.size()), static_cast<ssize_t>(commands.size()));
