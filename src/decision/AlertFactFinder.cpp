@@ -70,7 +70,9 @@ void AlertFactFinder::userPicture(std::int32_t uid, const Deliver& deliver) {
   mostraQueue_.async([this, uid, deliver] {
     const std::string name = links_.processOwners.userName(uid).value_or("");
     Image picture = Image::named("NSComputer");
-    for (const SystemUser& user : *users()) {
+    // Held for the walk: a load at start may replace the list meanwhile.
+    const auto known = users();
+    for (const SystemUser& user : *known) {
       if (user.posixName != name) continue;
       if (user.image && user.image->width > 0 && user.image->height > 0)
         picture =
