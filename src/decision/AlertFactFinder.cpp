@@ -7,11 +7,7 @@
 namespace halvex {
 namespace {
 
-constexpr std::string_view kBundleContents = ".app/Contents/";
-
-std::string iconPathOf(const std::string& path) {
-  return path.find(kBundleContents) != std::string::npos ? appBundlePath(path) : path;
-}
+std::string iconPathOf(const std::string& path) { return isInsideBundle(path) ? appBundlePath(path) : path; }
 
 }  // namespace
 

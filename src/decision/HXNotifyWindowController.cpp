@@ -100,13 +100,17 @@ void HXNotifyWindowController::finishAlert(AlertEnding how) {
 }
 
 void HXNotifyWindowController::updateDescription() {
-  // Most redraws are the time bar's ticks: the sentence is built again only when a field changed.
-  std::array<std::string, 6> fields{window.attributedAppName, window.attributedProtocol, window.attributedAddress,
-                                    window.attributedPort,    window.attributedUser,     window.attributedNation};
-  if (fields == describedFields_ && !window.descriptionString.empty()) return;
+  // Most redraws are the time bar's ticks: the sentence is built again only when a field changed,
+  // and the fields are compared where they stand, not copied.
+  const std::array<const std::string*, 6> fields{&window.attributedAppName, &window.attributedProtocol,
+                                                 &window.attributedAddress, &window.attributedPort,
+                                                 &window.attributedUser,    &window.attributedNation};
+  bool same = !window.descriptionString.empty();
+  for (std::size_t i = 0; same && i < fields.size(); ++i) same = *fields[i] == describedFields_[i];
+  if (same) return;
+  for (std::size_t i = 0; i < fields.size(); ++i) describedFields_[i] = *fields[i];
   window.descriptionString =
-      generateAttributedDescriptionWithProc(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]);
-  describedFields_ = std::move(fields);
+      generateAttributedDescriptionWithProc(*fields[0], *fields[1], *fields[2], *fields[3], *fields[4], *fields[5]);
 }
 
 void HXNotifyWindowController::refresh() {
