@@ -17,6 +17,8 @@ struct DistributedNotification {
   std::string name;
   std::string object;
   std::optional<plist::Dictionary> userInfo;  // absent and empty are different things
+  // The bus connection that posted it (its unique name); empty where the carrier cannot tell.
+  std::string sender;
 };
 
 class DistributedNotificationCenter {
@@ -30,6 +32,9 @@ class DistributedNotificationCenter {
   // An empty `object` observes the name whatever the object.
   virtual Token addObserver(const std::string& name, const std::string& object, Handler handler) = 0;
   virtual void removeObserver(Token token) = 0;
+  // The unique name this centre's posts carry, so that an observer can tell the agent's own
+  // notifications from anyone else's; empty without a carrier.
+  virtual std::string ownSender() const = 0;
 };
 
 }  // namespace halvex

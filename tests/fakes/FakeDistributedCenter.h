@@ -20,20 +20,31 @@ class FakeDistributedCenter final : public DistributedNotificationCenter {
 
   void postNotificationName(const std::string& name, const std::string& object,
                             const std::optional<plist::Dictionary>& userInfo) override {
-    DistributedNotification n{name, object, userInfo};
-    std::vector<Handler> targets;
+    DistributedNotification n{name, object, userInfo, kOwnSender};
     {
       std::lock_guard lock(mutex_);
       if (recordPosts) posted_.push_back(n);
-      for (const auto& [token, o] : observers_)
-        if (o.first.first == name && (o.first.second.empty() || o.first.second == object)) targets.push_back(o.second);
     }
-    for (auto& handler : targets) loop_.post([handler, n] { handler(n); });
+    deliverFrom(kOwnSender, std::move(n));
   }
   Token addObserver(const std::string& name, const std::string& object, Handler handler) override {
     std::lock_guard lock(mutex_);
     observers_[next_] = {{name, object}, std::move(handler)};
     return next_++;
+  }
+  std::string ownSender() const override { return kOwnSender; }
+  static constexpr const char* kOwnSender = ":1.7";
+  // Delivers a notification as another process on the bus would send it.
+  void deliverFrom(const std::string& sender, DistributedNotification n) {
+    n.sender = sender;
+    std::vector<Handler> targets;
+    {
+      std::lock_guard lock(mutex_);
+      for (const auto& [token, o] : observers_)
+        if (o.first.first == n.name && (o.first.second.empty() || o.first.second == n.object))
+          targets.push_back(o.second);
+    }
+    for (auto& handler : targets) loop_.post([handler, n] { handler(n); });
   }
   void removeObserver(Token token) override {
     std::lock_guard lock(mutex_);

@@ -34,6 +34,7 @@ class NoCenter final : public DistributedNotificationCenter {
   void postNotificationName(const std::string&, const std::string&, const std::optional<plist::Dictionary>&) override {}
   Token addObserver(const std::string&, const std::string&, Handler) override { return 0; }
   void removeObserver(Token) override {}
+  std::string ownSender() const override { return {}; }
 };
 
 struct Preset {

@@ -63,6 +63,8 @@ DbusNotificationCenter::DbusNotificationCenter(MainLoop& mainLoop, const LineLog
     logger_.logf("[HALVEX AGENT] no notification bus (%s): notifications are not sent", strerror(-r));
     return;
   }
+  const char* unique = nullptr;
+  if (sd_bus_get_unique_name(sender_, &unique) >= 0 && unique) ownName_ = unique;
   try {
     // The bus has just answered, so this connection's handshake (which waits without a bound of
     // its own) has a live peer.
@@ -77,6 +79,7 @@ DbusNotificationCenter::DbusNotificationCenter(MainLoop& mainLoop, const LineLog
           if (!name) return;
           DistributedNotification notification;
           notification.name = *name;
+          notification.sender = message.getSender();
           std::string userInfoText;
           try {
             message >> notification.object >> userInfoText;

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "platform/DistributedNotificationCenter.h"
 #include "runtime/LineLogger.h"
@@ -30,6 +31,7 @@ class DbusNotificationCenter final : public DistributedNotificationCenter {
                             const std::optional<plist::Dictionary>& userInfo) override;
   Token addObserver(const std::string& name, const std::string& object, Handler handler) override;
   void removeObserver(Token token) override;
+  std::string ownSender() const override { return ownName_; }
 
   bool connected() const { return sender_ != nullptr; }
 
@@ -45,6 +47,7 @@ class DbusNotificationCenter final : public DistributedNotificationCenter {
   const LineLogger& logger_;
   std::mutex sendMutex_;
   sd_bus* sender_ = nullptr;
+  std::string ownName_;
   std::unique_ptr<sdbus::IConnection> receiver_;
   std::mutex observersMutex_;
   std::map<Token, Observer> observers_;
