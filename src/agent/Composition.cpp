@@ -9,10 +9,13 @@ namespace halvex {
 Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
     : ports(std::move(systemPorts)),
       frontEnd(std::move(frontEndBundle)),
-      bridge(globals.synchronizedNotification, [this](const std::string& line) { notifyController.addRequest(line); }),
+      bridge(
+          globals.synchronizedNotification, [this](const std::string& line) { notifyController.addRequest(line); },
+          ports.distributedCenter),
       channel(ports.sockets, ports.processInfo, ports.processControl, ports.logger, bridge, ports.paths.agentSocket(),
               ports.paths.daemonSocket()),
       startSocket(channel, globals.recvDaemonQueue),
+      socketcon(ports.sockets, ports.logger, bridge, ports.paths.kernelEventSocket()),
       appsLibrary(HXController::Links{globals, rulesContext, frontEnd.dialogs, userDefaults, dragSession, channel,
                                       [this] { configuration.sendConf(); },
                                       [this] { preferences.updatePreferencesGUI(); }}),
@@ -61,7 +64,9 @@ RulesContext Composition::makeRulesContext() {
 }
 
 Composition::~Composition() {
-  // The queues' blocks use the members: they end first, the reader before the rest.
+  // The queues' blocks use the members: they end first, the readers before the rest.
+  socketcon.closesocketcon();
+  recvKextCon.stop();
   channel.closeChannel();
   globals.recvDaemonQueue.stop();
   globals.synchronizedNotification.stop();
@@ -83,6 +88,11 @@ void Composition::launch() {
     // The users and their pictures, apart: a slow password database must not hold the zones.
     globals.globalBackground.async([this] { alertFacts.awakeFromNib(); });
   });
+}
+
+void Composition::startReadConnection() {
+  if (readConnectionStarted_.exchange(true)) return;
+  recvKextCon.async([this] { socketcon.buildsocketcon(); });
 }
 
 void Composition::inspectSignature(const std::weak_ptr<HXApplication>& weak) {

@@ -4,6 +4,7 @@
 // front end. Every collaborator is handed over in a constructor; members are declared (and so
 // built) in the order the launch needs them, and torn down in reverse.
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -24,6 +25,7 @@
 #include "intelligence/HXSockController.h"
 #include "intelligence/SignatureFacts.h"
 #include "link/BridgeClassHalvex.h"
+#include "link/Socketcon.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
 #include "management/DragSession.h"
@@ -48,6 +50,7 @@
 #include "rules/RulesContext.h"
 #include "runtime/LineLogger.h"
 #include "runtime/Paths.h"
+#include "runtime/SerialQueue.h"
 
 namespace halvex {
 
@@ -82,7 +85,7 @@ struct Ports {
 class Composition {
  public:
   Composition(Ports ports, FrontEnd frontEnd);
-  // Ends the request reader and the queues before the members their blocks use go.
+  // Ends the two readers and the queues before the members their blocks use go.
   ~Composition();
   Composition(const Composition&) = delete;
   Composition& operator=(const Composition&) = delete;
@@ -90,6 +93,9 @@ class Composition {
   // Starts what loads in the background (the country zones), then posts the launch on the main
   // loop. Nothing slow stands before the request socket.
   void launch();
+  // Starts the connection-event reader on its queue; the first call only. The live log calls it
+  // when it comes up, so the launch does not.
+  void startReadConnection();
 
   const Ports ports;
   const FrontEnd frontEnd;
@@ -119,6 +125,9 @@ class Composition {
   BridgeClassHalvex bridge;
   managesocketagent channel;
   StartSocket startSocket;
+  // The connection events: the reader hands each line to the same bridge, which posts it.
+  Socketcon socketcon;
+  SerialQueue recvKextCon{"recvKextCon"};
 
   // The libraries and the controllers that change them.
   DragSession dragSession;
@@ -144,6 +153,8 @@ class Composition {
  private:
   RulesContext makeRulesContext();
   void inspectSignature(const std::weak_ptr<HXApplication>& app);
+
+  std::atomic<bool> readConnectionStarted_{false};
 };
 
 }  // namespace halvex

@@ -20,15 +20,19 @@ namespace halvex::test {
 class FakeSockets final : public UnixDatagramSockets {
  public:
   static constexpr int kNoBufferSpace = 105;
+  static constexpr int kNotConnected = 57;
 
   bool failSocket = false, failSendBuffer = false, failReceiveBuffer = false, failBind = false;
+  // Non-zero: a shutdown fails with it. A failed shutdown leaves a blocked receive blocked.
+  int shutdownError = 0;
+  bool failClose = false;
   int sendError = 0;  // non-zero: every send fails with it
   // How long each send takes, as a busy socket would; set before the channel is used.
   std::chrono::microseconds sendDelay{0};
 
   // The order of the operations as they were called, e.g. "unlink /a", "bind /a".
   std::vector<std::string> calls;
-  unsigned modeSet = 0;
+  unsigned modeSet = 0, presetModeSet = 0;
 
   // A datagram for the reader, as raw bytes (a receive copies at most the size asked for);
   // nothing (the default) makes the reader's receive (once the queue before it is empty) return 0.
@@ -72,9 +76,23 @@ class FakeSockets final : public UnixDatagramSockets {
     record("chmod " + path);
     modeSet = mode;
   }
+  bool presetMode(int, unsigned mode) override {
+    presetModeSet = mode;
+    return record("preset");
+  }
+  // Waits until a reader is inside a receive (blocked there when nothing is queued); false after
+  // five seconds.
+  bool waitForBlockedReceive() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(5), [&] { return receiving_ > 0; });
+  }
+
   long receive(int, char* buffer, std::size_t size) override {
     std::unique_lock lock(mutex_);
+    ++receiving_;
+    changed_.notify_all();
     changed_.wait(lock, [&] { return closed_ || !incoming_.empty(); });
+    --receiving_;
     if (closed_) return 0;
     const auto datagram = std::move(incoming_.front());
     incoming_.pop_front();
@@ -99,6 +117,18 @@ class FakeSockets final : public UnixDatagramSockets {
     closed_ = true;
     changed_.notify_all();
   }
+  bool shutdownSocket(int, int& error) override {
+    if (!record("shutdown", shutdownError != 0)) {
+      error = shutdownError;
+      return false;
+    }
+    std::lock_guard lock(mutex_);
+    closed_ = true;
+    changed_.notify_all();
+    return true;
+  }
+  bool closeSocket(int) override { return record("close", failClose); }
+  bool isNotConnected(int error) const override { return error == kNotConnected; }
 
  private:
   // Notes the call; false when it is made to fail.
@@ -113,6 +143,7 @@ class FakeSockets final : public UnixDatagramSockets {
   std::deque<std::optional<std::string>> incoming_;
   std::vector<std::string> sent_;
   bool closed_ = false;
+  int receiving_ = 0;
 };
 
 }  // namespace halvex::test

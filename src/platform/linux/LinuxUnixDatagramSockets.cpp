@@ -53,6 +53,12 @@ void LinuxUnixDatagramSockets::changeMode(const std::string& path, unsigned mode
   ::chmod(path.c_str(), static_cast<mode_t>(mode));
 }
 
+bool LinuxUnixDatagramSockets::presetMode(int fd, unsigned mode) {
+  // A Unix socket's file takes the mode of the socket's own inode, less the umask, when bind makes
+  // it.
+  return ::fchmod(fd, static_cast<mode_t>(mode)) == 0;
+}
+
 long LinuxUnixDatagramSockets::receive(int fd, char* buffer, std::size_t size) {
   for (;;) {
     const ssize_t n = ::recv(fd, buffer, size, MSG_WAITALL);
@@ -76,5 +82,15 @@ void LinuxUnixDatagramSockets::shutdownAndClose(int fd) {
   ::shutdown(fd, SHUT_RDWR);
   ::close(fd);
 }
+
+bool LinuxUnixDatagramSockets::shutdownSocket(int fd, int& error) {
+  if (::shutdown(fd, SHUT_RDWR) == 0) return true;
+  error = errno;
+  return false;
+}
+
+bool LinuxUnixDatagramSockets::closeSocket(int fd) { return ::close(fd) == 0; }
+
+bool LinuxUnixDatagramSockets::isNotConnected(int error) const { return error == ENOTCONN || error == EINVAL; }
 
 }  // namespace halvex
