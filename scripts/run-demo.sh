@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Sets up and runs the agent's main job: builds the agent, starts it inside a temporary system
 # root next to the stand-in daemon (no real daemon is installed on this machine), lets the daemon
-# ask about connections of real processes (alerts off: the apps are learnt), then switches alerts on
-# and answers the alerts of a new program from a script, shows the replies and the notifications,
-# and quits.
+# ask about connections of real processes (alerts off: the apps are learnt) and report connections to
+# the live log, then switches alerts on and answers the alerts of a new program from a script, shows
+# the replies and the notifications, and quits.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -35,19 +35,24 @@ echo "== the stand-in daemon listens for the agent's notifications"
 listener=$!
 sleep 0.3
 
+sleep 30 &
+asker=$!
+pids+=("$asker")
+
+# Started before the agent, so that it hears the agent load the connection logger.
+echo "== the daemon will ask about four connections (the last one of a process that has gone), then"
+echo "   report four connections to the live log once the agent has loaded the logger"
+"$bin/tools/halvex-standin-daemon" --demo --pid "$asker" --wait-agent 10 --wait-logger 3 &
+demo=$!
+sleep 0.3
+
 echo "== the agent starts (system root $root), reading its answers from a FIFO"
 mkfifo "$root/answers"
 exec 3<>"$root/answers"
 "$bin/src/halvex" --headless --answers "$root/answers" >"$root/agent.out" 2>&1 &
 agent=$!
 pids+=("$agent")
-
-sleep 30 &
-asker=$!
-pids+=("$asker")
-
-echo "== the daemon asks about four connections (the last one of a process that has gone)"
-"$bin/tools/halvex-standin-daemon" --demo --pid "$asker" --wait-agent 10
+wait "$demo"
 
 echo "== alerts on; a new program asks, and a script answers its alerts"
 echo "alerts on" >&3

@@ -63,11 +63,64 @@ DaemonPeer::DaemonPeer(std::string daemonPath, std::string agentPath)
     throw std::runtime_error("bind " + daemonPath_ + ": " + std::strerror(error));
   }
   ::chmod(daemonPath_.c_str(), 0777);
+  struct stat st {};
+  if (::stat(daemonPath_.c_str(), &st) == 0) {
+    device_ = st.st_dev;
+    inode_ = st.st_ino;
+  }
 }
 
 DaemonPeer::~DaemonPeer() {
   if (fd_ >= 0) ::close(fd_);
-  ::unlink(daemonPath_.c_str());
+  // Another stand-in may have bound the path since: its socket stays.
+  struct stat st {};
+  if (::stat(daemonPath_.c_str(), &st) == 0 && st.st_dev == device_ && st.st_ino == inode_)
+    ::unlink(daemonPath_.c_str());
+}
+
+std::string connectionEventRecord(const std::string& line, std::uint32_t code) {
+  std::string record(156, '\0');
+  std::memcpy(record.data() + 20, &code, sizeof code);
+  line.copy(record.data() + 24, 127);
+  return record;
+}
+
+bool ConnectionLogger::handle(const std::string& name) {
+  if (name != "loadKext" && name != "unloadKext") return false;
+  {
+    std::lock_guard lock(mutex_);
+    const bool loaded = name == "loadKext";
+    if (loaded_ == loaded) return false;
+    loaded_ = loaded;
+  }
+  changed_.notify_all();
+  return true;
+}
+
+bool ConnectionLogger::loaded() const {
+  std::lock_guard lock(mutex_);
+  return loaded_;
+}
+
+bool ConnectionLogger::waitLoaded(std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, timeout, [&] { return loaded_; });
+}
+
+bool DaemonPeer::sendRawTo(const std::string& path, const std::string& bytes, std::chrono::milliseconds timeout) {
+  const sockaddr_un address = addressFor(path);
+  const auto end = Clock::now() + timeout;
+  for (;;) {
+    const ssize_t n = ::sendto(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT,
+                               reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (n >= 0) return true;
+    if (errno == EINTR) continue;
+    // A full queue is a slow reader, a refused or missing socket one not bound yet: wait, within
+    // the bound.
+    const bool later = errno == EAGAIN || errno == EWOULDBLOCK || errno == ECONNREFUSED || errno == ENOENT;
+    if (!later || Clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 
 bool DaemonPeer::sendRaw(const std::string& bytes) {

@@ -1,11 +1,14 @@
 #pragma once
 // The daemon's side of the request channel, for tests, benchmarks and demos: binds the daemon's
 // socket, sends 128-byte request lines to the agent's socket and collects the replies, matching
-// each reply to its request by the echoed line.
+// each reply to its request by the echoed line. Beside it, the connection logger's side: its state
+// as the agent switches it, and the records it writes to the agent's event socket.
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +31,8 @@ class DaemonPeer {
 
   // One raw datagram of exactly `bytes` (no padding added); false when the send failed.
   bool sendRaw(const std::string& bytes);
+  // The same to the socket at `path`, which is given up to `timeout` to be bound and to make room.
+  bool sendRawTo(const std::string& path, const std::string& bytes, std::chrono::milliseconds timeout);
   // A line in a zero-padded 128-byte datagram.
   bool sendLine(const std::string& line);
   enum class Sent { yes, wouldBlock, failed };
@@ -52,6 +57,28 @@ class DaemonPeer {
   std::string daemonPath_;
   std::string agentPath_;
   int fd_ = -1;
+  // The socket file bound, so that only it is removed at the end, never a later stand-in's.
+  unsigned long device_ = 0, inode_ = 0;
+};
+
+// One record of the connection-event socket, 156 bytes: five zero words, `code` at offset 20 in
+// host byte order, at 24 the line, cut to 127 bytes, then NULs to the end.
+std::string connectionEventRecord(const std::string& line, std::uint32_t code = 4242);
+
+// The connection logger as the daemon keeps it: unloaded at start, loaded by the notification
+// "loadKext", unloaded by "unloadKext".
+class ConnectionLogger {
+ public:
+  // True when the notification named `name` changed the state.
+  bool handle(const std::string& name);
+  bool loaded() const;
+  // Whether it is loaded, or becomes so within `timeout`.
+  bool waitLoaded(std::chrono::milliseconds timeout) const;
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  bool loaded_ = false;
 };
 
 // Makes directories for a path's parents, mode 0777, like the installation's socket folders.
