@@ -307,6 +307,7 @@ int main(int argc, char** argv) {
                     "0 2001:db8::1 443 " + pid + " 0 0", "0 192.0.2.11 80 999999 0 0 /opt/gone app/bin/tool"};
         }
         std::vector<std::string> records;
+        records.reserve(events.size() + 1);
         for (const auto& event : events) records.push_back(connectionEventRecord(event, o.eventCode));
         if (o.emptyEvent) records.emplace_back();
         const std::size_t sent = sendEvents(peer, paths.kernelEventSocket(), connectionLogger, records, o);
