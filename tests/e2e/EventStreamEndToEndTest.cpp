@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <mutex>
 #include <thread>
@@ -48,7 +49,11 @@ TEST(EventStreamEndToEnd, TheStandInFeedsTheAgentsReaderOnlyOnceTheLoggerIsLoade
         queue, [](const std::string&) {}, center);
     LinuxUnixDatagramSockets sockets;
     Socketcon socketcon(sockets, logger, bridge, paths.kernelEventSocket());
-    std::thread reader([&] { socketcon.buildsocketcon(); });
+    std::atomic<bool> readerEnded{false};
+    std::thread reader([&] {
+      socketcon.buildsocketcon();
+      readerEnded = true;
+    });
 
     const auto sleeper = startSleeper();
     const std::string pid = std::to_string(sleeper->pid());
@@ -66,8 +71,10 @@ TEST(EventStreamEndToEnd, TheStandInFeedsTheAgentsReaderOnlyOnceTheLoggerIsLoade
     EXPECT_NE(standin.output().find("summary events=5 sent=5\n"), std::string::npos) << standin.output();
 
     // The empty datagram ended the reader; the four records before it were posted as they came.
+    EXPECT_TRUE(waitUntil([&] { return readerEnded.load(); }));
+    socketcon.closesocketcon();
     reader.join();
-    ASSERT_TRUE(waitUntil([&] { return heard.get().size() >= 4; }));
+    EXPECT_TRUE(waitUntil([&] { return heard.get().size() >= 4; }));
     const auto lines = heard.get();
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0], "0 192.0.2.1 443 " + pid + " 0 0");
@@ -76,7 +83,6 @@ TEST(EventStreamEndToEnd, TheStandInFeedsTheAgentsReaderOnlyOnceTheLoggerIsLoade
     EXPECT_EQ(lines[2], "0 198.51.100.1 53 " + pid + " 0 0");
     EXPECT_EQ(lines[3],
               "0 198.51.100.2 443 " + pid + " 0 0 " + std::filesystem::read_symlink("/proc/" + pid + "/exe").string());
-    socketcon.closesocketcon();
   }
   loop.quit();
   loopThread.join();
