@@ -44,6 +44,7 @@
 #include "platform/SystemUsers.h"
 #include "platform/TcpProbe.h"
 #include "platform/UnixDatagramSockets.h"
+#include "platform/WallClock.h"
 #include "rules/RuleLibraries.h"
 #include "rules/RulesContext.h"
 #include "runtime/LineLogger.h"
@@ -71,6 +72,7 @@ struct Ports {
   TcpProbe& tcpProbe;
   DirectoryListing& directoryListing;
   SystemUsers& systemUsers;
+  WallClock& wallClock;
   // Where whois reports are written (the log, in the program).
   std::ostream& reports;
   // The system's vendor as the signature reports name it.
