@@ -26,6 +26,8 @@
 #include "link/BridgeClassHalvex.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
+#include "log/DaemonLogFilterStatus.h"
+#include "log/HXConnectionController.h"
 #include "management/DragSession.h"
 #include "management/HXController.h"
 #include "platform/BundleInfo.h"
@@ -127,8 +129,10 @@ class Composition {
   HXController appsLibrary;
   ExclusionsLibraryHolder exclusionsLibrary;
   RecordsLibraryHolder recordsLibrary;
-  // Until the connection log and the update check exist, their hooks do nothing.
-  ConnectionLogSwitch connectionLog;
+  // The live log and its switch; the preferences and the configuration hold its switch.
+  DaemonLogFilterStatus logFilterStatus{commandRunner};
+  HXConnectionController connectionController;
+  // Until the update check exists, its hooks do nothing.
   UpdateTimer updates;
   HXPreferencesController preferences;
   HXConfiguration configuration;

@@ -109,6 +109,22 @@ void HXPreferencesController::updatePreferencesGUI() {
   notify();
 }
 
+void HXPreferencesController::enableLogsOptions() { setLogsOptionsEnabled(true); }
+void HXPreferencesController::disableLogsOptions() { setLogsOptionsEnabled(false); }
+
+void HXPreferencesController::setLogsOptionsEnabled(bool enabled) {
+  view.logApps.state = enabled;
+  view.logTimeoutSlider.enabled = enabled;
+  view.logToFile.enabled = enabled;
+  view.updateRotationBtn.enabled = enabled;
+  notify();
+}
+
+void HXPreferencesController::setLogToFileControl(bool state) {
+  view.logToFile.state = state;
+  notify();
+}
+
 void HXPreferencesController::sendToDaemonManageRootOption() {
   postOptionMessage(links_.distributedCenter, optionmessages::kRootPermissions, "prefsBlockRoot",
                     links_.globals.preferences.configuration().prefsBlockRoot);
