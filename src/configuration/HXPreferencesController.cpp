@@ -69,6 +69,12 @@ void HXPreferencesController::clickSegmentedControl() {
 }
 
 void HXPreferencesController::updatePreferencesGUI() {
+  // The controls are the main loop's view state: an import's refresh on the synchronised queue
+  // redraws them there, as the log's switch and the window's actions write them there.
+  if (!links_.globals.mainLoop.isLoopThread()) {
+    links_.globals.mainLoop.post([this] { updatePreferencesGUI(); });
+    return;
+  }
   const auto& g = links_.globals;
   const auto p = g.preferences.configuration();
   const auto u = g.preferences.user();

@@ -93,6 +93,7 @@ class HXPreferencesController {
   Signal<> changed;
 
   void openPreferences();
+  // Every setting copied to its control; from another thread, on the main loop.
   void updatePreferencesGUI();
   void tbGeneral();
   void tbNotifications();
