@@ -124,14 +124,15 @@ struct FactWorld {
   test::MapBundleInfo bundles;
   test::FakeCodeSignatures signatures;
   test::FakeTcpProbe probe;
+  test::FakeWallClock clock;
   // Closed after the agent, whose queues may still log while they end.
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> logFile{std::tmpfile(), &std::fclose};
   LineLogger logger{"halvex", 1, logFile.get(), logFile.get()};
   std::ostringstream reports;
   Paths paths{test::testEnvironment()};
   Composition agent{
-      Ports{paths, logger,    files,   processes,  control, owners, runner, sockets, streams,  running, center,
-            icons, hostNames, bundles, signatures, probe,   files,  users,  reports, "Debian", 501},
+      Ports{paths, logger,    files,   processes,  control, owners, runner, sockets, streams, running,  center,
+            icons, hostNames, bundles, signatures, probe,   files,  users,  clock,   reports, "Debian", 501},
       front.bundle()};
 };
 

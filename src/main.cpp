@@ -127,6 +127,7 @@ int main(int argc, char** argv) {
                                 machine.tcpProbe,
                                 machine.directoryListing,
                                 machine.systemUsers,
+                                machine.wallClock,
                                 std::cerr,
                                 machine.codeSignatures.vendor(),
                                 static_cast<std::int32_t>(::getuid())},

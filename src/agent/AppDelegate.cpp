@@ -48,6 +48,7 @@ void AppDelegate::start() {
   // Load the configuration (a barrier on the synchronised queue, waited for): it reaches the
   // daemon before the request reader starts.
   links_.myHXConfiguration.loadConfiguration();
+  links_.wakeConnectionLog();
   links_.startRequestReader();
   links_.distributedCenter.postNotificationName(kStartAgent, kStartAgentObject, std::nullopt);
   links_.logger.log("[HALVEX AGENT] request reader scheduled, startAgent posted");

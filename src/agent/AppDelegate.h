@@ -33,6 +33,8 @@ class AppDelegate {
     HXConfiguration& myHXConfiguration;
     // Schedules the request reader on recvDaemonQueue.
     std::function<void()> startRequestReader;
+    // Wakes the live log once the configuration is in: its purge timer, its switch, its reader.
+    std::function<void()> wakeConnectionLog;
     // Ends the main loop with an exit code; the program then ends.
     std::function<void(int)> quitMainLoop;
   };

@@ -19,13 +19,19 @@ Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
       appsLibrary(HXController::Links{globals, rulesContext, frontEnd.dialogs, userDefaults, dragSession, channel,
                                       [this] { configuration.sendConf(); },
                                       [this] { preferences.updatePreferencesGUI(); }}),
+      connectionController(HXConnectionController::Links{
+          globals, preferences, appsLibrary, channel, ports.processOwners, ports.distributedCenter,
+          ports.processControl, ports.logger, commandRunner, ports.fileIcons, ports.hostNames, ports.wallClock,
+          frontEnd.workspace, frontEnd.pasteboard, frontEnd.dialogs, ports.runningApplications, logFilterStatus,
+          ports.paths, ports.uid,
+          [this] { startReadConnection(); }}),
       preferences(HXPreferencesController::Links{globals, ports.paths, userDefaults, ports.distributedCenter,
-                                                 frontEnd.dialogs, frontEnd.soundPlayer, appsLibrary, connectionLog,
-                                                 updates, [this] { configuration.sendConf(); }}),
+                                                 frontEnd.dialogs, frontEnd.soundPlayer, appsLibrary,
+                                                 connectionController, updates, [this] { configuration.sendConf(); }}),
       configuration(HXConfiguration::Links{globals, ports.paths, ports.fileSystem, ports.distributedCenter,
                                            frontEnd.dialogs, ports.processControl, ports.logger, rulesContext,
                                            userDefaults, appsLibrary, exclusionsLibrary, recordsLibrary, preferences,
-                                           connectionLog, updates}),
+                                           connectionController, updates}),
       decisionContext{globals,
                       channel,
                       ports.processControl,
@@ -43,10 +49,13 @@ Composition::Composition(Ports systemPorts, FrontEnd frontEndBundle)
                       userDefaults,
                       frontEnd.prefersDark,
                       frontEnd.screenFrame},
-      notifyController(decisionContext, ports.uid),
+      notifyController(
+          decisionContext, ports.uid, ports.distributedCenter,
+          [this](const std::vector<std::string>& fields) { connectionController.buildConnection(fields); }),
       appDelegate(AppDelegate::Links{globals, ports.paths, ports.logger, ports.distributedCenter, ports.streams,
                                      ports.runningApplications, frontEnd.dialogs, ports.fileSystem, configuration,
-                                     [this] { startSocket.start(); }, frontEnd.quit}) {}
+                                     [this] { startSocket.start(); }, [this] { connectionController.awakeFromNib(); },
+                                     frontEnd.quit}) {}
 
 RulesContext Composition::makeRulesContext() {
   return RulesContext{

@@ -28,6 +28,8 @@
 #include "link/Socketcon.h"
 #include "link/StartSocket.h"
 #include "link/managesocketagent.h"
+#include "log/DaemonLogFilterStatus.h"
+#include "log/HXConnectionController.h"
 #include "management/DragSession.h"
 #include "management/HXController.h"
 #include "platform/BundleInfo.h"
@@ -46,6 +48,7 @@
 #include "platform/SystemUsers.h"
 #include "platform/TcpProbe.h"
 #include "platform/UnixDatagramSockets.h"
+#include "platform/WallClock.h"
 #include "rules/RuleLibraries.h"
 #include "rules/RulesContext.h"
 #include "runtime/LineLogger.h"
@@ -74,6 +77,7 @@ struct Ports {
   TcpProbe& tcpProbe;
   DirectoryListing& directoryListing;
   SystemUsers& systemUsers;
+  WallClock& wallClock;
   // Where whois reports are written (the log, in the program).
   std::ostream& reports;
   // The system's vendor as the signature reports name it.
@@ -134,8 +138,10 @@ class Composition {
   HXController appsLibrary;
   ExclusionsLibraryHolder exclusionsLibrary;
   RecordsLibraryHolder recordsLibrary;
-  // Until the connection log and the update check exist, their hooks do nothing.
-  ConnectionLogSwitch connectionLog;
+  // The live log and its switch; the preferences and the configuration hold its switch.
+  DaemonLogFilterStatus logFilterStatus{commandRunner};
+  HXConnectionController connectionController;
+  // Until the update check exists, its hooks do nothing.
   UpdateTimer updates;
   HXPreferencesController preferences;
   HXConfiguration configuration;

@@ -69,6 +69,12 @@ void HXPreferencesController::clickSegmentedControl() {
 }
 
 void HXPreferencesController::updatePreferencesGUI() {
+  // The controls are the main loop's view state: an import's refresh on the synchronised queue
+  // redraws them there, as the log's switch and the window's actions write them there.
+  if (!links_.globals.mainLoop.isLoopThread()) {
+    links_.globals.mainLoop.post([this] { updatePreferencesGUI(); });
+    return;
+  }
   const auto& g = links_.globals;
   const auto p = g.preferences.configuration();
   const auto u = g.preferences.user();
@@ -106,6 +112,22 @@ void HXPreferencesController::updatePreferencesGUI() {
   view.toggleReverseIPAddress = {p.reverseIPAddressInAppsPopover, notifications};
   if (links_.checkRotationSettings) links_.checkRotationSettings();
   view.logFilePathLabel.text = "Log file path: " + links_.paths.agentLogFile();
+  notify();
+}
+
+void HXPreferencesController::enableLogsOptions() { setLogsOptionsEnabled(true); }
+void HXPreferencesController::disableLogsOptions() { setLogsOptionsEnabled(false); }
+
+void HXPreferencesController::setLogsOptionsEnabled(bool enabled) {
+  view.logApps.state = enabled;
+  view.logTimeoutSlider.enabled = enabled;
+  view.logToFile.enabled = enabled;
+  view.updateRotationBtn.enabled = enabled;
+  notify();
+}
+
+void HXPreferencesController::setLogToFileControl(bool state) {
+  view.logToFile.state = state;
   notify();
 }
 

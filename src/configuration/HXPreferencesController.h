@@ -93,6 +93,7 @@ class HXPreferencesController {
   Signal<> changed;
 
   void openPreferences();
+  // Every setting copied to its control; from another thread, on the main loop.
   void updatePreferencesGUI();
   void tbGeneral();
   void tbNotifications();
@@ -121,6 +122,14 @@ class HXPreferencesController {
   void clickVerifySignatureBtn();
   void resetUserDefaults();
 
+  // The controls of the logs tab follow the log's switch: enabled with logging on, disabled
+  // with it off; the switch's own box shows the switch.
+  void enableLogsOptions();
+  void disableLogsOptions();
+  // The "log to file" box takes a state without touching the saved flag (the log's switch copies
+  // its own state there).
+  void setLogToFileControl(bool state);
+
   void sendToDaemonManageRootOption();
   void sendToDaemonManageXPCOption();
   // Drops from the library every app whose path lies inside an XPC service, unless an alert is on
@@ -134,6 +143,7 @@ class HXPreferencesController {
 
  private:
   void selectTab(std::int64_t index);
+  void setLogsOptionsEnabled(bool enabled);
   void applyTheme();
   void notify();
 

@@ -100,6 +100,26 @@ class ArrayController {
     notify();
     return true;
   }
+  // Removes each object's first occurrence, with one change; objects not in the content are
+  // skipped. Answers how many went.
+  std::size_t removeObjects(const Content& objects) {
+    std::size_t removed = 0;
+    {
+      std::lock_guard lock(contentLock());
+      for (const auto& object : objects) {
+        auto it = std::find(content_.begin(), content_.end(), object);
+        if (it == content_.end()) continue;
+        content_.erase(it);
+        ++removed;
+      }
+    }
+    if (removed == 0) return 0;
+    std::erase_if(selection_, [&](const Object& object) {
+      return std::find(objects.begin(), objects.end(), object) != objects.end();
+    });
+    notify();
+    return removed;
+  }
   void setContent(Content content) {
     replaceContent(std::move(content));
     contentReplaced();

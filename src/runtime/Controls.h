@@ -51,6 +51,7 @@ struct MenuItem {
   std::string title;
   std::string toolTip;
   bool hidden = false;
+  bool enabled = true;
 };
 struct Matrix {
   std::int64_t selectedRow = 0;

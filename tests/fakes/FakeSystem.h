@@ -4,7 +4,11 @@
 // signatures, the reachability probe and the process runner, each answering what the test set. A
 // process end throws, so a test sees it.
 
+#include <time.h>
+
 #include <atomic>
+#include <chrono>
+#include <ctime>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -26,6 +30,7 @@
 #include "platform/StandardStreams.h"
 #include "platform/SystemUsers.h"
 #include "platform/TcpProbe.h"
+#include "platform/WallClock.h"
 
 namespace halvex::test {
 
@@ -92,9 +97,32 @@ class FakeProcessOwners final : public ProcessOwners {
   }
 };
 
-class FakeRunningApplications final : public RunningApplications {
+// This agent, and whatever else the test says runs.
+class FakeRunningApplications final : public RunningApplications, Table<int, std::vector<std::string>> {
  public:
-  std::vector<std::string> localizedNames() const override { return {"Halvex"}; }
+  void alsoRunning(std::vector<std::string> names) { set(0, std::move(names)); }
+  std::vector<std::string> localizedNames() const override {
+    std::vector<std::string> names{"Halvex"};
+    for (auto& name : find(0).value_or(std::vector<std::string>{})) names.push_back(std::move(name));
+    return names;
+  }
+};
+
+// The calendar stands where the test puts it; dates are written in UTC as "YYYY-MM-DD HH:MM:SS".
+class FakeWallClock final : public WallClock {
+ public:
+  void set(TimePoint time) { nanos_ = time.time_since_epoch().count(); }
+  TimePoint now() const override { return TimePoint(TimePoint::duration(nanos_.load())); }
+  std::string localDateText(TimePoint time) const override {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[32];
+    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc));
+  }
+
+ private:
+  std::atomic<TimePoint::rep> nanos_{TimePoint(std::chrono::seconds(1479200000)).time_since_epoch().count()};
 };
 
 class FakeStandardStreams final : public StandardStreams {

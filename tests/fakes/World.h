@@ -75,6 +75,7 @@ struct World {
   FakeCodeSignatures signatures;
   FakeTcpProbe probe;
   FakeSystemUsers users;
+  FakeWallClock clock;
   std::FILE* logFile = std::tmpfile();
   std::FILE* printFile = std::tmpfile();
   LineLogger logger{"halvex", 1, logFile, printFile};
@@ -82,8 +83,8 @@ struct World {
   Paths paths;
 
   Composition agent{
-      Ports{paths, logger,    files,   processes,  control, owners, runner, sockets, streams,  running, center,
-            icons, hostNames, bundles, signatures, probe,   files,  users,  reports, "Debian", 501},
+      Ports{paths, logger,    files,   processes,  control, owners, runner, sockets, streams, running,  center,
+            icons, hostNames, bundles, signatures, probe,   files,  users,  clock,   reports, "Debian", 501},
       front.bundle()};
 
   Globals& globals = agent.globals;

@@ -97,6 +97,7 @@ int main(int argc, char** argv) {
                             machine.tcpProbe,
                             machine.directoryListing,
                             machine.systemUsers,
+                            machine.wallClock,
                             std::cerr,
                             machine.codeSignatures.vendor(),
                             0},

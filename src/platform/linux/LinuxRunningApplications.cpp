@@ -57,6 +57,11 @@ std::vector<std::string> LinuxRunningApplications::localizedNames() const {
     if (::stat(base.c_str(), &st) != 0 || st.st_uid != me) continue;
     std::string comm = readSmallFile(base + "/comm");
     while (!comm.empty() && (comm.back() == '\n')) comm.pop_back();
+    // The companion firewall, whatever system root it serves.
+    if (comm == "dovik" || comm == "Dovik") {
+      names.emplace_back("Dovik");
+      continue;
+    }
     if (comm != executableName_) continue;
     if (rootOf(readSmallFile(base + "/environ")) != root_) continue;
     names.emplace_back("Halvex");

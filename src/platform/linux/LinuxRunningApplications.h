@@ -1,6 +1,7 @@
 #pragma once
 // The running applications of this session: the processes of this user that run the agent's
-// executable within the same system root (HALVEX_ROOT), each named "Halvex".
+// executable within the same system root (HALVEX_ROOT), each named "Halvex", and those of the
+// companion firewall (program "dovik"), each named "Dovik".
 
 #include <string>
 

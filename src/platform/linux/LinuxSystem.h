@@ -20,6 +20,7 @@
 #include "platform/linux/LinuxSystemUsers.h"
 #include "platform/linux/LinuxTcpProbe.h"
 #include "platform/linux/LinuxUnixDatagramSockets.h"
+#include "platform/linux/LinuxWallClock.h"
 
 namespace halvex {
 
@@ -44,6 +45,7 @@ struct LinuxSystem {
   LinuxTcpProbe tcpProbe;
   LinuxDirectoryListing directoryListing;
   LinuxSystemUsers systemUsers;
+  LinuxWallClock wallClock;
 };
 
 }  // namespace halvex

@@ -43,6 +43,12 @@ void ConsoleSession::execute(std::string_view text) {
   if (w == std::vector<std::string>{"status"}) return status();
   if (w == std::vector<std::string>{"help"}) return help();
   if (w.size() == 2 && w[0] == "alerts" && (w[1] == "on" || w[1] == "off")) return switchAlerts(w[1] == "on");
+  if (w.size() == 2 && w[0] == "logging" && (w[1] == "on" || w[1] == "off")) return switchLogging(w[1] == "on");
+  if (w == std::vector<std::string>{"log"}) return listLog();
+  if (w == std::vector<std::string>{"log", "clear"}) {
+    agent_.connectionController.cleanLogsList();
+    return line("[log] cleared");
+  }
 
   const AlertLine parsed = parseAlertLine(text);
   switch (parsed.kind) {
@@ -115,6 +121,23 @@ void ConsoleSession::switchAlerts(bool on) {
   line(std::string("[alerts] ") + (on ? "on" : "off"));
 }
 
+void ConsoleSession::switchLogging(bool on) {
+  if (agent_.globals.activateLogging != on) agent_.connectionController.toggleLogsFromMenu();
+  line(std::string("[logging] ") + (on ? "on" : "off"));
+}
+
+void ConsoleSession::listLog() {
+  const auto& rows = agent_.connectionController.view.rows;
+  line("[log] " + std::to_string(rows.size()) + (rows.size() == 1 ? " row" : " rows"));
+  for (const auto& row : rows) {
+    // The seven columns in the table's order, the verdict first; outside text made safe.
+    line("[log] " + std::string(row.blocked ? "BLOCK" : "PASS") + " " + printableText(row.columnImage.name) + " | " +
+         printableText(row.columnProcessName) + " | " + printableText(row.columnAddress) + " | " +
+         std::to_string(row.columnPort) + " | " + printableText(row.columnUID) + " | " + std::to_string(row.columnPID) +
+         " | " + printableText(row.columnDate));
+  }
+}
+
 void ConsoleSession::status() {
   const auto& g = agent_.globals;
   std::string open;
@@ -135,6 +158,8 @@ void ConsoleSession::help() {
   line("[help] silence | kill | wait   alerts off and pass / end the process / the full time again");
   line("[help] signature        who signed the asking program");
   line("[help] alerts on|off      switches alerts");
+  line("[help] logging on|off     switches the connection log");
+  line("[help] log [clear]        the live log's rows (icon | name | host | port | uid | pid | date), or empties it");
   line("[help] status             alerts, logging, open alerts, managed apps");
   line("[help] apps               the managed apps, their rules and signatures");
   commands_.execute("help");

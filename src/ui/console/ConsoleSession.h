@@ -4,6 +4,8 @@
 // question of the commands:
 //
 //   alerts on|off    switches alerts, as the status menu does
+//   logging on|off   switches the connection log, as its menu item does
+//   log              the live log's rows as the table shows them; "log clear" empties it
 //   status           alerts and logging on or off, the open alerts, the managed apps
 //   apps             the managed apps: state, entries, signature
 //   help             the answers and commands; any line nobody understands also gets it
@@ -41,6 +43,8 @@ class ConsoleSession {
   void status();
   void listApps();
   void switchAlerts(bool on);
+  void switchLogging(bool on);
+  void listLog();
   // Applies a parsed answer to the oldest open alert.
   void answerOldest(const AlertLine& answer);
   void alertOpened();

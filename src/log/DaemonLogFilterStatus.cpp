@@ -1,0 +1,7 @@
+#include "log/DaemonLogFilterStatus.h"
+
+namespace halvex {
+
+bool DaemonLogFilterStatus::isRunning() const { return runner_.quietScript(kCommand) != kScriptError; }
+
+}  // namespace halvex
