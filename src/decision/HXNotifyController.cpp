@@ -11,38 +11,26 @@ namespace halvex {
 HXNotifyController::HXNotifyController(DecisionContext& context, std::int32_t uid,
                                        DistributedNotificationCenter& center, ConnectionFields buildConnection)
     : myUID(uid), context_(context), center_(center), buildConnection_(std::move(buildConnection)) {
-  observer_ = center_.addObserver(connectionevents::kName, connectionevents::kObject,
+  observer_ = center_.addObserver(connectionevents::kHalvexConnections, connectionevents::kHalvexConnectionsObject,
                                   [this](const DistributedNotification& n) { halvexconnections(n); });
 }
 
 HXNotifyController::~HXNotifyController() { center_.removeObserver(observer_); }
 
-std::vector<std::string> HXNotifyController::connectionFields(const std::string& line) {
-  std::string text = line;
-  std::erase(text, '\n');
-  std::vector<std::string> fields;
-  std::size_t start = 0;
-  for (;;) {
-    const auto blank = text.find(' ', start);
-    fields.push_back(text.substr(start, blank == std::string::npos ? std::string::npos : blank - start));
-    if (blank == std::string::npos) break;
-    start = blank + 1;
-  }
-  return fields;
-}
-
 void HXNotifyController::halvexconnections(const DistributedNotification& notification) {
   // Only the agent's own posting connection speaks for the event reader.
   const std::string own = center_.ownSender();
   if (own.empty() || notification.sender != own) {
-    context_.logger.log("[HALVEX AGENT] " + std::string(connectionevents::kName) + " from \"" + notification.sender +
-                        "\" dropped: only the agent's own events are read");
+    context_.logger.log("[HALVEX AGENT] " + std::string(connectionevents::kHalvexConnections) + " from \"" +
+                        notification.sender + "\" dropped: only the agent's own events are read");
     return;
   }
-  const plist::Value* value = notification.userInfo ? notification.userInfo->find(connectionevents::kKey) : nullptr;
+  const plist::Value* value =
+      notification.userInfo ? notification.userInfo->find(connectionevents::kConnectionsKey) : nullptr;
   const std::string* line = value ? value->asString() : nullptr;
   if (!line) {
-    context_.logger.log("[HALVEX AGENT] " + std::string(connectionevents::kName) + " without a line dropped");
+    context_.logger.log("[HALVEX AGENT] " + std::string(connectionevents::kHalvexConnections) +
+                        " without a line dropped");
     return;
   }
   auto fields = connectionFields(*line);

@@ -15,15 +15,10 @@
 #include <vector>
 
 #include "decision/DecisionContext.h"
+#include "link/ConnectionEvents.h"
 #include "platform/DistributedNotificationCenter.h"
 
 namespace halvex {
-
-namespace connectionevents {
-inline constexpr const char* kName = "halvexconnections";
-inline constexpr const char* kObject = "it.dovik.halvexconnections";
-inline constexpr const char* kKey = "connections";
-}  // namespace connectionevents
 
 class HXNotifyController {
  public:
@@ -41,10 +36,6 @@ class HXNotifyController {
 
   // On the main loop: one connection event, as the centre delivers it.
   void halvexconnections(const DistributedNotification& notification);
-
-  // The line without its line feeds, split at every single blank: two blanks in a row make an
-  // empty field.
-  static std::vector<std::string> connectionFields(const std::string& line);
 
   // The next tag: 999999 wraps to 2, so tags are never 0 or 1 and never above 999999.
   static std::uint32_t nextRequestCounter(std::uint32_t counter);

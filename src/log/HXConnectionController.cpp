@@ -199,13 +199,13 @@ void HXConnectionController::loggingControl() {
 }
 
 void HXConnectionController::loadKext() {
-  links_.distributedCenter.postNotificationName(kLoadKext, kKextObject,
-                                                plist::Dictionary{{"kextPath", plist::Value("")}});
+  links_.distributedCenter.postNotificationName(connectionevents::kLoadKext, connectionevents::kConnKextObject,
+                                                plist::Dictionary{{connectionevents::kKextPathKey, plist::Value("")}});
 }
 
 void HXConnectionController::unloadKext() {
-  links_.distributedCenter.postNotificationName(kUnloadKext, kKextObject,
-                                                plist::Dictionary{{"kextPath", plist::Value("")}});
+  links_.distributedCenter.postNotificationName(connectionevents::kUnloadKext, connectionevents::kConnKextObject,
+                                                plist::Dictionary{{connectionevents::kKextPathKey, plist::Value("")}});
 }
 
 bool HXConnectionController::connKextIsRunning() const { return links_.logFilter.isRunning(); }

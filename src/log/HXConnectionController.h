@@ -23,6 +23,7 @@
 #include "commands/CommandRunner.h"
 #include "configuration/Globals.h"
 #include "configuration/HXPreferencesController.h"
+#include "link/ConnectionEvents.h"
 #include "link/managesocketagent.h"
 #include "log/ConnectionEvent.h"
 #include "log/HXConnection.h"
@@ -50,10 +51,6 @@
 namespace halvex {
 
 namespace connectionnotifications {
-// To the daemon: start or stop reporting connections to the log.
-inline constexpr const char* kLoadKext = "loadKext";
-inline constexpr const char* kUnloadKext = "unloadKext";
-inline constexpr const char* kKextObject = "it.dovik.halvexconnkext";
 // To the companion firewall: {addresses: [text, ...]}.
 inline constexpr const char* kBlacklistIPs = "HblacklistIPs";
 inline constexpr const char* kAddToGroup = "HaddToGroup";

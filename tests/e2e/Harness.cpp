@@ -153,7 +153,8 @@ Agent::Agent(const TempRoot& root, Environment extraEnv, const std::string& inpu
 NotificationRecorder::NotificationRecorder() : logger_("recorder", 0) {
   thread_ = std::thread([this] { loop_.run(); });
   center_ = std::make_unique<DbusNotificationCenter>(loop_, logger_);
-  for (const char* name : {"startKext", "startAgent", "stopKext", "writeHalvexConfiguration", "newAppListReceived"}) {
+  for (const char* name : {"startKext", "startAgent", "stopKext", "writeHalvexConfiguration", "newAppListReceived",
+                           "loadKext", "unloadKext"}) {
     center_->addObserver(name, "", [this](const DistributedNotification& n) {
       std::lock_guard lock(mutex_);
       seen_.push_back(n);

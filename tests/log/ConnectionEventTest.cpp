@@ -20,7 +20,7 @@ struct Builder {
   ConnectionEventBuilder builder{{control, [](std::int32_t pid) { return pid == 100 ? "/usr/bin/curl" : "error"; },
                                   [](std::int32_t pid) { return pid == 100 ? 501 : -1; }, owners, 501}};
   ConnectionEvent build(const std::string& line) const {
-    return builder.build(HXNotifyController::connectionFields(line));
+    return builder.build(connectionFields(line));
   }
 };
 
@@ -71,7 +71,7 @@ TEST(ConnectionEvent, ALineOutOfTheGrammarEndsTheProcessAndNothingElseDoes) {
     std::string line = std::string("0 ") + (count % 3 == 0 ? "" : "::1") + " 2147483647 0";
     for (std::size_t i = 4; i < count; ++i) line += " " + fillers[random() % fillers.size()];
     std::size_t fields = 0;
-    EXPECT_NO_THROW(fields = HXNotifyController::connectionFields(line).size()) << line;
+    EXPECT_NO_THROW(fields = connectionFields(line).size()) << line;
     EXPECT_NO_THROW(EXPECT_EQ(b.build(line).blocked, fields > 6)) << line;
   }
 }

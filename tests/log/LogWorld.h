@@ -29,7 +29,7 @@ struct LogWorld : World {
 
   // One line of the stream: built as on the background queue, its row landed on the main loop.
   void feed(const std::string& line) {
-    log.buildConnection(HXNotifyController::connectionFields(line));
+    log.buildConnection(connectionFields(line));
     loop.runPending();
   }
   // Runs the main loop until `done` holds, while background look-ups come back.
