@@ -19,9 +19,7 @@ struct Builder {
   test::FakeProcessOwners owners;
   ConnectionEventBuilder builder{{control, [](std::int32_t pid) { return pid == 100 ? "/usr/bin/curl" : "error"; },
                                   [](std::int32_t pid) { return pid == 100 ? 501 : -1; }, owners, 501}};
-  ConnectionEvent build(const std::string& line) const {
-    return builder.build(connectionFields(line));
-  }
+  ConnectionEvent build(const std::string& line) const { return builder.build(connectionFields(line)); }
 };
 
 WallClock::TimePoint at(std::int64_t milliseconds) {
