@@ -43,7 +43,7 @@ using plist::Value;
 constexpr std::size_t kRecordSize = 156;
 constexpr std::int32_t kEventCode = 4242;
 constexpr int kRounds = 5;
-constexpr std::size_t kIngestRecords = 4000;
+constexpr std::size_t kIngestRecords = 1000;
 
 // A private bus for the whole run, in the place of the system bus, inherited by the agent.
 class PrivateBus {
@@ -165,7 +165,7 @@ class BareReceiver {
     a.sun_family = AF_UNIX;
     std::strncpy(a.sun_path, path.c_str(), sizeof a.sun_path - 1);
     if (::bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) std::abort();
-    center_.addObserver("halvexconnections", "it.dovik.halvexconnections", [this](const DistributedNotification&) {
+    center_.addObserver("benchconnections", "it.dovik.benchconnections", [this](const DistributedNotification&) {
       std::lock_guard lock(mutex_);
       ++delivered_;
       done_.notify_all();
@@ -197,7 +197,7 @@ class BareReceiver {
       const int pid = std::atoi(line.c_str() + at);
       benchmark::DoNotOptimize(processes.executablePath(pid));
       benchmark::DoNotOptimize(processes.effectiveUid(pid));
-      center_.postNotificationName("halvexconnections", "it.dovik.halvexconnections",
+      center_.postNotificationName("benchconnections", "it.dovik.benchconnections",
                                    Dictionary{{"connections", Value(line)}});
     }
   }

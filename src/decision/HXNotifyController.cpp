@@ -21,8 +21,15 @@ void HXNotifyController::halvexconnections(const DistributedNotification& notifi
   // Only the agent's own posting connection speaks for the event reader.
   const std::string own = center_.ownSender();
   if (own.empty() || notification.sender != own) {
-    context_.logger.log("[HALVEX AGENT] " + std::string(connectionevents::kHalvexConnections) + " from \"" +
-                        notification.sender + "\" dropped: only the agent's own events are read");
+    // A flood of foreign lines must not become a flood of log lines: one a second at most.
+    ++foreignDropped_;
+    const auto now = context_.globals.mainLoop.now();
+    if (foreignDropped_ == 1 || now - lastDropLogged_ >= std::chrono::seconds(1)) {
+      context_.logger.log("[HALVEX AGENT] " + std::string(connectionevents::kHalvexConnections) + " from \"" +
+                          notification.sender + "\" dropped: only the agent's own events are read (" +
+                          std::to_string(foreignDropped_) + " dropped so far)");
+      lastDropLogged_ = now;
+    }
     return;
   }
   const plist::Value* value =

@@ -9,6 +9,7 @@
 // whose first field is "0" goes, split into its fields, to the log's building on the background
 // queue.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -47,6 +48,8 @@ class HXNotifyController {
   DistributedNotificationCenter& center_;
   ConnectionFields buildConnection_;
   DistributedNotificationCenter::Token observer_ = 0;
+  std::uint64_t foreignDropped_ = 0;
+  std::chrono::steady_clock::time_point lastDropLogged_{};
 };
 
 }  // namespace halvex
