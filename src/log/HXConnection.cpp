@@ -78,7 +78,7 @@ void HXConnection::lookUpIcon(const ConnectionContext& context) {
     Image image = getIcon(context.fileIcons, path);
     context.mainLoop.post([self, &context, image = std::move(image)] {
       self->connImage = image;
-      context.recordChanged();
+      context.recordChanged(*self);
     });
   });
 }
@@ -92,7 +92,7 @@ void HXConnection::lookUpHostname(const ConnectionContext& context) {
       // holds, is dropped: the row shows the address then.
       if (!context.hostNamesOn() || self->connIPAddress != address) return;
       self->connHostname = name;
-      context.recordChanged();
+      context.recordChanged(*self);
     });
   });
 }

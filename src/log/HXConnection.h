@@ -22,6 +22,8 @@
 
 namespace halvex {
 
+class HXConnection;
+
 // What a full record is made with: the main loop and its clock, the background queue of the
 // look-ups, and their ports. Owned by the log's controller.
 struct ConnectionContext {
@@ -33,7 +35,7 @@ struct ConnectionContext {
   // The host names switch of the live log, read on the main loop.
   std::function<bool()> hostNamesOn;
   // Called on the main loop after a late fact has landed in a record.
-  std::function<void()> recordChanged;
+  std::function<void(const HXConnection&)> recordChanged;
 };
 
 class HXConnection : public std::enable_shared_from_this<HXConnection> {

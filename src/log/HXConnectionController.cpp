@@ -113,8 +113,11 @@ HXConnectionController::HXConnectionController(Links links)
                links_.hostNames,
                links_.wallClock,
                [this] { return hostNames_; },
-               [this] { bindToGlobalArray(); }},
-      listChanged_(allConsLibraryController.changed, [this] { bindToGlobalArray(); }),
+               [this](const HXConnection& record) { redrawRow(record); }},
+      listChanged_(allConsLibraryController.changed,
+                   [this] {
+                     if (!appending_) bindToGlobalArray();
+                   }),
       appListChanged_(appConnsLibraryController.changed, [this] { bindToGlobalArray(); }) {
   // A new row is no selection: the user's selection stays where it was.
   allConsLibraryController.selectsInsertedObjects = false;
@@ -150,13 +153,36 @@ void HXConnectionController::timerAction() {
 
 void HXConnectionController::bindToGlobalArray() {
   view.rows.clear();
-  for (const auto& record : allConsLibraryController.arrangedObjects()) view.rows.push_back(rowOf(*record));
+  rowRecords_.clear();
+  for (const auto& record : allConsLibraryController.arrangedObjects()) {
+    view.rows.push_back(rowOf(*record));
+    rowRecords_.push_back(record.get());
+  }
   view.selectionIndex = allConsLibraryController.selectionIndex();
   if (view.scrollToRow && *view.scrollToRow >= view.rows.size())
     view.scrollToRow = view.rows.empty() ? std::nullopt : std::optional<std::size_t>(view.rows.size() - 1);
   view.appRows.clear();
-  for (const auto& record : appConnsLibraryController.arrangedObjects()) view.appRows.push_back(rowOf(*record));
+  appRowRecords_.clear();
+  for (const auto& record : appConnsLibraryController.arrangedObjects()) {
+    view.appRows.push_back(rowOf(*record));
+    appRowRecords_.push_back(record.get());
+  }
   view.appSelectionIndex = appConnsLibraryController.selectionIndex();
+  notify();
+}
+
+// A late fact redraws its record's rows only. Facts land soon after the record's arrival, so the
+// search starts from the newest rows.
+void HXConnectionController::redrawRow(const HXConnection& record) {
+  const auto redraw = [&](std::vector<ConnectionRow>& rows, const std::vector<const HXConnection*>& records) {
+    for (std::size_t i = records.size(); i-- > 0;)
+      if (records[i] == &record) {
+        rows[i] = rowOf(record);
+        return;
+      }
+  };
+  redraw(view.rows, rowRecords_);
+  redraw(view.appRows, appRowRecords_);
   notify();
 }
 
@@ -173,8 +199,19 @@ void HXConnectionController::addConnection(const ConnectionEvent& event) {
     auto record =
         HXConnection::initWithConnProcessName(context_, event.path, event.address, event.port, event.pid, event.uid,
                                               event.blocked, event.via, event.xpcPath, event.otherUser);
-    if (autoscroll_) view.scrollToRow = allConsLibraryController.arrangedObjects().size();
-    allConsLibraryController.addObject(std::move(record));
+    if (autoscroll_) view.scrollToRow = view.rows.size();
+    // A new row is appended to the views as it stands; rebuilding them for each arrival would make
+    // a busy log's cost grow with its length.
+    appending_ = true;
+    allConsLibraryController.addObject(record);
+    appending_ = false;
+    view.rows.push_back(rowOf(*record));
+    rowRecords_.push_back(record.get());
+    if (appConnsLibraryController.arranges(*record)) {
+      view.appRows.push_back(rowOf(*record));
+      appRowRecords_.push_back(record.get());
+    }
+    notify();
   }
   // The line is data: the logger takes it as it stands, never as a format.
   if (links_.globals.loggaSuFile) links_.logger.log(connectionLogLine(event, links_.wallClock.now()));

@@ -185,6 +185,8 @@ class HXConnectionController : public ConnectionLogSwitch {
   void timerAction();
   // Rebuilds the rows of both tables from the records and raises `changed`.
   void bindToGlobalArray();
+  // After a late fact: the rows of that one record drawn again.
+  void redrawRow(const HXConnection& record);
 
   // On a background queue: the fields of one connection line whose first field is "0". A line
   // out of the grammar ends the process (see ConnectionEventBuilder).
@@ -263,6 +265,10 @@ class HXConnectionController : public ConnectionLogSwitch {
   MainLoop::TimerId connsTimer_ = 0;
   // Late answers of a detail popover shown earlier are dropped.
   std::uint64_t popoverGeneration_ = 0;
+  // The records behind the rows of the two views, index for index.
+  std::vector<const HXConnection*> rowRecords_;
+  std::vector<const HXConnection*> appRowRecords_;
+  bool appending_ = false;
   Connection listChanged_;
   Connection appListChanged_;
 };

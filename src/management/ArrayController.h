@@ -56,6 +56,8 @@ class ArrayController {
     return content_;
   }
 
+  // Whether the filter lets `object` through to the arranged objects.
+  bool arranges(const T& object) const { return shows(object); }
   Content arrangedObjects() const {
     std::lock_guard lock(contentLock());
     Content arranged;

@@ -258,10 +258,26 @@ TEST(LiveLog, ThePerAppLogFindsAnAppsRowsThroughEitherPathIgnoringCaseAndAccents
   for (const auto& row : w.log.view.appRows) shown.push_back(row.columnAddress);
   EXPECT_EQ(shown, (Texts{"10.0.0.4", "10.0.0.5", "10.0.0.6"})) << "the service through its app's path";
 
+  // Rows that arrive later join each view as its filter says, and once their late facts have landed
+  // they read as a redraw of the whole list would.
+  w.feed("0 10.0.0.7 3 400 x y");
+  w.feed("0 10.0.0.8 4 100 x y");
+  const auto iconsLanded = [&] {
+    const auto& r = w.log.view.rows;
+    return !r[r.size() - 1].columnImage.name.empty() && !r[r.size() - 2].columnImage.name.empty();
+  };
+  ASSERT_TRUE(w.until(iconsLanded));
+  w.loop.runPending();
+  const auto rows = w.log.view.rows, appRows = w.log.view.appRows;
+  EXPECT_EQ(appRows.size(), 4u) << "the service's new row, not curl's";
+  w.log.bindToGlobalArray();
+  EXPECT_EQ(w.log.view.rows, rows);
+  EXPECT_EQ(w.log.view.appRows, appRows);
+
   w.controller.appsLibraryController.addObject(w.controller.generateHXApplication(0, "/usr/bin/curl"));
   w.controller.appsLibraryController.setSelectionIndex(99);
   w.log.getAppLogs();
-  EXPECT_EQ(w.log.view.appRows.size(), 3u) << "no single app: the filter stays";
+  EXPECT_EQ(w.log.view.appRows.size(), 4u) << "no single app: the filter stays";
 
   w.log.appConnsLibraryController.setSelectionIndex(0);
   w.log.menuWillOpen(ConnectionMenu::appLogsMenu);
