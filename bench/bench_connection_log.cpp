@@ -44,6 +44,7 @@ constexpr std::size_t kRecordSize = 156;
 constexpr std::int32_t kEventCode = 4242;
 constexpr int kRounds = 5;
 constexpr std::size_t kIngestRecords = 1000;
+constexpr std::size_t kEventWindow = 64;
 
 // A private bus for the whole run, in the place of the system bus, inherited by the agent.
 class PrivateBus {
@@ -317,14 +318,20 @@ void RequestsUnderEvents(benchmark::State& state) {
       quiet.push_back(p99(latenciesMicros(daemon.exchange(lines, kWindow, milliseconds(5000)))));
       std::atomic<bool> stop{false};
       std::atomic<std::size_t> sent{0};
+      // As fast as the agent takes them: a record goes out while fewer than a window of them wait
+      // for their file line.
       std::thread feeder([&] {
         RecordSender sender(agent.root.paths().kernelEventSocket());
-        while (!stop)
-          for (const auto& r : records) {
-            if (stop) break;
-            sender.send(r);
-            ++sent;
-          }
+        LogTail tail(agent.logFile());
+        const std::size_t base = tail.count();
+        for (std::size_t i = 0; !stop; ++i) {
+          while (!stop &&
+                 static_cast<long>(sent) - static_cast<long>(tail.count() - base) >= static_cast<long>(kEventWindow))
+            std::this_thread::sleep_for(microseconds(200));
+          if (stop) break;
+          sender.send(records[i % records.size()]);
+          ++sent;
+        }
       });
       const auto start = steady_clock::now();
       busy.push_back(p99(latenciesMicros(daemon.exchange(lines, kWindow, milliseconds(5000)))));

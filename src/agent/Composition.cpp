@@ -95,6 +95,7 @@ Composition::~Composition() {
   globals.synchronizedNotification.stop();
   signatureQueue.stop();
   globals.globalBackground.stop();
+  globals.connectionBuilding.stop();
   globals.findFlag.stop();
 }
 

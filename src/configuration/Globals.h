@@ -75,6 +75,9 @@ struct Globals {
   ConcurrentQueue recvDaemonQueue{"recvDaemonQueue"};
   ConcurrentQueue findFlag{"findFlag"};
   ConcurrentQueue globalBackground{"global"};
+  // The building of connection-log records: two workers, so that a flood of events waits in the
+  // queue instead of starting a thread for each event.
+  ConcurrentQueue connectionBuilding{"connectionBuilding", 2};
 };
 
 }  // namespace halvex

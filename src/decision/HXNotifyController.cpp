@@ -42,7 +42,7 @@ void HXNotifyController::halvexconnections(const DistributedNotification& notifi
   }
   auto fields = connectionFields(*line);
   if (fields.front() != "0") return;
-  context_.globals.globalBackground.async(
+  context_.globals.connectionBuilding.async(
       [build = buildConnection_, fields = std::move(fields)]() mutable { build(std::move(fields)); });
 }
 

@@ -108,7 +108,7 @@ HXConnectionController::HXConnectionController(Links links)
           links_.myUID,
       }),
       context_{links_.globals.mainLoop,
-               links_.globals.globalBackground,
+               lookUps_,
                links_.fileIcons,
                links_.hostNames,
                links_.wallClock,
@@ -125,6 +125,7 @@ HXConnectionController::HXConnectionController(Links links)
 }
 
 HXConnectionController::~HXConnectionController() {
+  lookUps_.stop();
   if (connsTimer_ != 0) links_.globals.mainLoop.cancelTimer(connsTimer_);
 }
 

@@ -41,6 +41,7 @@
 #include "platform/WallClock.h"
 #include "platform/Workspace.h"
 #include "rules/RuleLibraries.h"
+#include "runtime/ConcurrentQueue.h"
 #include "runtime/Controls.h"
 #include "runtime/Graphics.h"
 #include "runtime/LineLogger.h"
@@ -259,6 +260,9 @@ class HXConnectionController : public ConnectionLogSwitch {
   Links links_;
   mutable std::recursive_mutex connsLock_;
   ConnectionEventBuilder builder_;
+  // The records' icons and host names: a few workers, so that a flood of events waits in a queue
+  // instead of starting a thread for each look-up.
+  ConcurrentQueue lookUps_{"connectionLookUps", 4};
   ConnectionContext context_;
   bool hostNames_ = true;
   bool autoscroll_ = true;

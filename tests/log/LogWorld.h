@@ -25,7 +25,10 @@ struct LogWorld : World {
     processes.add(777, kOwnerPath, 501);
     owners.reports[400] = "state = running\n\tdomain = com.apple.xpc.launchd.domain.pid.Owner.777\n";
   }
-  ~LogWorld() { globals.globalBackground.stop(); }
+  ~LogWorld() {
+    globals.globalBackground.stop();
+    globals.connectionBuilding.stop();
+  }
 
   // One line of the stream: built as on the background queue, its row landed on the main loop.
   void feed(const std::string& line) {
