@@ -52,7 +52,11 @@ exec 3<>"$root/answers"
 "$bin/src/halvex" --headless --answers "$root/answers" >"$root/agent.out" 2>&1 &
 agent=$!
 pids+=("$agent")
+echo "== logging on: the agent asks the daemon to report connections, and the live log fills"
+echo "logging on" >&3
 wait "$demo"
+sleep 0.5
+echo "log" >&3
 
 echo "== alerts on; a new program asks, and a script answers its alerts"
 echo "alerts on" >&3
