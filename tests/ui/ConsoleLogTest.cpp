@@ -46,8 +46,11 @@ TEST_F(ConsoleLog, TheLogIsSwitchedListedAndClearedByName) {
 
   w.feed("0 10.0.0.1 443 100 x y");
   w.feed("0 10.0.0.2 53 200 x y /usr/bin/wget");
-  w.globals.globalBackground.stop();
-  w.loop.runPending();
+  // The icons come later, from the log's look-ups.
+  ASSERT_TRUE(w.until([&] {
+    const auto& rows = w.log.view.rows;
+    return rows.size() == 2 && !rows[0].columnImage.name.empty() && !rows[1].columnImage.name.empty();
+  }));
   EXPECT_EQ(
       run("log"),
       (Lines{"[log] 2 rows", "[log] PASS text-x-generic | curl | 10.0.0.1 | 443 | 501 | 100 | 2016-11-15 08:53:20",
